@@ -1,0 +1,56 @@
+#include "cli.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <iostream>
+
+namespace kolvo::host {
+namespace {
+
+constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
+
+  serve                     run the agent without a screen (the simulated Mac on Linux)
+  prefs read [KEY] [--json] print the preference domain, or one key
+  prefs write KEY -TYPE VALUE...
+                            set a key; TYPE is string, int, float, bool, array,
+                            array-float, data (hex) or date (ISO 8601)
+  prefs delete KEY          remove a key
+  settings [--json]         the effective value of every setting
+  diagnostics               the diagnostics report
+  help                      this text
+)";
+
+}  // namespace
+
+bool take_flag(Arguments& arguments, std::string_view flag) {
+  const auto found = std::find(arguments.begin(), arguments.end(), flag);
+  if (found == arguments.end()) return false;
+  arguments.erase(found);
+  return true;
+}
+
+int fail(int code, std::string_view sentence) {
+  std::cerr << "kolvo: " << sentence << '\n';
+  return code;
+}
+
+int run(int argc, char** argv) {
+  Arguments arguments(argv + 1, argv + argc);
+  if (arguments.empty()) {
+    std::cerr << kUsage;
+    return kExitUsage;
+  }
+  const std::string command = arguments.front();
+  arguments.erase(arguments.begin());
+  if (command == "help" || command == "--help" || command == "-h") {
+    std::cout << kUsage;
+    return 0;
+  }
+  if (command == "serve") return run_serve(std::move(arguments));
+  if (command == "prefs") return run_prefs(std::move(arguments));
+  if (command == "settings") return run_settings(std::move(arguments));
+  if (command == "diagnostics") return run_diagnostics(std::move(arguments));
+  return fail(kExitUsage, "'" + command + "' is not a kolvo command; run 'kolvo help' for the list.");
+}
+
+}  // namespace kolvo::host

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kolvo::host {
+
+// Exit codes: 0 done, 1 the request failed, 2 the command line was wrong.
+inline constexpr int kExitFailure = 1;
+inline constexpr int kExitUsage = 2;
+
+using Arguments = std::vector<std::string>;
+
+// Removes "--json" wherever it stands and says whether it was there.
+bool take_flag(Arguments& arguments, std::string_view flag);
+
+// Prints one plain sentence to standard error and returns the code, for `return fail(...)`.
+int fail(int code, std::string_view sentence);
+
+int run(int argc, char** argv);
+
+int run_serve(Arguments arguments);
+int run_prefs(Arguments arguments);
+int run_settings(Arguments arguments);
+int run_diagnostics(Arguments arguments);
+
+}  // namespace kolvo::host

@@ -1,0 +1,30 @@
+#include <iostream>
+
+#include "cli.hpp"
+#include "core/diagnostics_report.hpp"
+#include "core/settings.hpp"
+#include "host_runtime.hpp"
+
+namespace kolvo::host {
+
+int run_settings(Arguments arguments) {
+  const bool json = take_flag(arguments, "--json");
+  if (!arguments.empty()) return fail(kExitUsage, "'kolvo settings' takes no arguments besides --json.");
+  HostRuntime runtime(HostRuntime::Mode::read_only);
+  const auto values = core::effective_settings(runtime.settings());
+  if (json) {
+    std::cout << values.dump(2) << '\n';
+    return 0;
+  }
+  for (const auto& [key, value] : values.items()) std::cout << key << " = " << value.dump() << '\n';
+  return 0;
+}
+
+int run_diagnostics(Arguments arguments) {
+  if (!arguments.empty()) return fail(kExitUsage, "'kolvo diagnostics' takes no arguments.");
+  HostRuntime runtime(HostRuntime::Mode::read_only);
+  std::cout << core::diagnostics_report(runtime.diagnostics_input()) << '\n';
+  return 0;
+}
+
+}  // namespace kolvo::host

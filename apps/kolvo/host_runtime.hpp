@@ -1,0 +1,51 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/asio_main_loop.hpp"
+#include "core/date_time.hpp"
+#include "core/diagnostics_log.hpp"
+#include "core/diagnostics_report.hpp"
+#include "core/launch_at_login_manager.hpp"
+#include "core/notification_center.hpp"
+#include "core/settings.hpp"
+#include "platform/host_environment.hpp"
+
+namespace kolvo::host {
+
+platform::HostIdentity host_identity();
+
+// The objects every command shares: the main loop, the machine's ports, the settings.
+// `read_only` runs the stores' loading rules over a copy of the domain, so an inspecting
+// command never writes to the user's preferences.
+class HostRuntime {
+ public:
+  enum class Mode { live, read_only };
+  explicit HostRuntime(Mode mode);
+
+  core::AsioMainLoop& loop() { return loop_; }
+  core::DiagnosticsLog& log() { return log_; }
+  core::NotificationCenter& center() { return center_; }
+  core::Settings& settings() { return settings_; }
+  platform::HostPorts& ports() { return ports_; }
+  core::PreferenceStore& prefs() { return *prefs_; }
+  core::LaunchAtLoginManager& launch_at_login() { return launch_at_login_; }
+
+  core::DiagnosticsInput diagnostics_input();
+
+ private:
+  core::SystemWallClock wall_clock_;
+  core::AsioMainLoop loop_;
+  core::DiagnosticsLog log_;
+  core::NotificationCenter center_;
+  platform::HostPorts ports_;
+  std::unique_ptr<core::PreferenceStore> overlay_;
+  core::PreferenceStore* prefs_;
+  core::Settings settings_;
+  core::LaunchAtLoginManager launch_at_login_;
+};
+
+}  // namespace kolvo::host

@@ -1,0 +1,51 @@
+#include <csignal>
+#include <iostream>
+
+#include <asio/signal_set.hpp>
+
+#include "cli.hpp"
+#include "core/app_delegate.hpp"
+#include "headless_components.hpp"
+#include "host_runtime.hpp"
+
+namespace kolvo::host {
+
+int run_serve(Arguments arguments) {
+  if (!arguments.empty()) return fail(kExitUsage, "'kolvo serve' takes no arguments.");
+  HostRuntime runtime(HostRuntime::Mode::live);
+  auto print = [](std::string_view line) { std::cout << line << std::endl; };
+  auto report = [](std::string_view tag) {
+    return [tag](std::string_view line) { std::cout << '[' << tag << "] " << line << std::endl; };
+  };
+
+  bool terminated = false;
+  std::unique_ptr<core::AppDelegate> delegate;
+  auto quit = [&] {
+    if (terminated) return;
+    terminated = true;
+    delegate->will_terminate();
+    std::cout << "[Host] stopped" << std::endl;
+    runtime.loop().stop();
+  };
+
+  HeadlessShell shell(report("Host"), quit);
+  HeadlessComponents components(report("Overlay"));
+  delegate = std::make_unique<core::AppDelegate>(core::AppDelegatePorts{
+      shell, components, runtime.launch_at_login(), runtime.settings(), runtime.center(), runtime.loop(),
+      runtime.log(), *runtime.ports().process, print, nullptr});
+
+  // Every store loads its keys at start, as on the Mac.
+  runtime.settings().load_all();
+  delegate->did_finish_launching();
+
+  asio::signal_set signals(runtime.loop().context(), SIGINT, SIGTERM);
+  signals.async_wait([&](const std::error_code& error, int) {
+    if (!error) quit();
+  });
+  std::cout << "[Host] serving on the simulated Mac; preferences in " << runtime.ports().preferences_location
+            << "; stop with Ctrl-C" << std::endl;
+  runtime.loop().run();
+  return 0;
+}
+
+}  // namespace kolvo::host

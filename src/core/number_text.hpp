@@ -1,0 +1,21 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kolvo::core {
+
+// Machine-read numbers are never formatted in the user's locale: a decimal comma breaks
+// scripts and parsers. These use std::to_chars / std::from_chars, which are locale-free.
+
+// Shortest text that reads back to the same double ("0.4", "1", "1e+21").
+std::string shortest_real_text(double value);
+// As Swift prints a Double: shortest round-trip, with ".0" on whole numbers ("2.0", "0.4").
+std::string swift_real_text(double value);
+
+// Whole-string parses; leading or trailing garbage fails.
+std::optional<double> parse_real(std::string_view text);
+std::optional<long long> parse_integer(std::string_view text);
+
+}  // namespace kolvo::core

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "core/app_ports.hpp"
+#include "platform/host_environment.hpp"
+
+namespace kolvo::platform {
+
+// The headless host as a process: its "bundle" is the folder of its executable, and another
+// running instance is another `kolvo serve`.
+class LinuxProcessEnvironment final : public core::ProcessEnvironment {
+ public:
+  explicit LinuxProcessEnvironment(HostIdentity identity, std::filesystem::path proc_root = "/proc");
+
+  std::int64_t pid() const override;
+  std::string bundle_path() const override;
+  std::string bundle_identifier() const override { return identity_.bundle_id; }
+  std::string short_version() const override { return identity_.short_version; }
+  std::string build_version() const override { return identity_.build_version; }
+  std::string os_version() const override;
+  std::vector<core::RunningInstance> running_instances(std::string_view bundle_identifier) const override;
+
+ private:
+  HostIdentity identity_;
+  std::filesystem::path proc_root_;
+};
+
+}  // namespace kolvo::platform
