@@ -48,12 +48,21 @@ bool expect(std::string_view text, std::size_t& pos, char c) {
 
 }  // namespace
 
+// Whole seconds and the fraction are converted apart: a count of nanoseconds since 1970 has
+// more digits than a double holds, and the lost ones would show as a changed fraction.
 double seconds_since_2001(WallTime time) {
-  return duration<double>(time.time_since_epoch()).count() - kSecondsFrom1970To2001;
+  const auto whole = floor<std::chrono::seconds>(time);
+  const auto fraction = duration_cast<nanoseconds>(time - whole);
+  return static_cast<double>(whole.time_since_epoch().count() - static_cast<long long>(kSecondsFrom1970To2001)) +
+         static_cast<double>(fraction.count()) * 1e-9;
 }
 
 WallTime from_seconds_since_2001(double seconds) {
-  return WallTime(duration_cast<system_clock::duration>(duration<double>(seconds + kSecondsFrom1970To2001)));
+  if (!std::isfinite(seconds)) seconds = 0;
+  const double whole = std::floor(seconds);
+  const auto fraction = round<nanoseconds>(duration<double>(seconds - whole));
+  const auto since_1970 = std::chrono::seconds(static_cast<long long>(whole) + static_cast<long long>(kSecondsFrom1970To2001));
+  return WallTime(duration_cast<system_clock::duration>(since_1970 + fraction));
 }
 
 std::string format_iso8601(WallTime time) {
@@ -89,7 +98,7 @@ std::optional<WallTime> parse_iso8601(std::string_view text) {
   if (!ymd.ok()) return std::nullopt;
 
   int hour = 0, minute = 0, second = 0;
-  double fraction = 0.0;
+  long long fraction_ns = 0;
   int offset_minutes = 0;
   if (pos < text.size()) {
     if (text[pos] != 'T' && text[pos] != 't' && text[pos] != ' ') return std::nullopt;
@@ -105,10 +114,11 @@ std::optional<WallTime> parse_iso8601(std::string_view text) {
       if (!s) return std::nullopt;
       second = *s;
       if (expect(text, pos, '.')) {
-        double scale = 0.1;
+        // Whole nanoseconds, so that a printed fraction reads back exactly.
+        long long scale = 100'000'000;
         const std::size_t start = pos;
         while (pos < text.size() && std::isdigit(static_cast<unsigned char>(text[pos]))) {
-          fraction += (text[pos] - '0') * scale;
+          fraction_ns += (text[pos] - '0') * scale;
           scale /= 10;
           ++pos;
         }
@@ -133,8 +143,7 @@ std::optional<WallTime> parse_iso8601(std::string_view text) {
 
   const auto base = sys_days{ymd} + hours{hour} + minutes{minute} + std::chrono::seconds{second} -
                     minutes{offset_minutes};
-  return time_point_cast<system_clock::duration>(base) +
-         duration_cast<system_clock::duration>(duration<double>(fraction));
+  return time_point_cast<system_clock::duration>(base) + duration_cast<system_clock::duration>(nanoseconds(fraction_ns));
 }
 
 }  // namespace kolvo::core
