@@ -1,0 +1,135 @@
+// Runs the real `kolvo` program against preference files in a temporary home.
+#include <gtest/gtest.h>
+
+#include <sys/wait.h>
+
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <thread>
+
+#include <nlohmann/json.hpp>
+
+namespace {
+namespace fs = std::filesystem;
+
+struct CommandResult {
+  int exit_code;
+  std::string out;
+  std::string err;
+};
+
+class KolvoCli : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::random_device random;
+    home_ = fs::temp_directory_path() / ("kolvo-cli-" + std::to_string(random()));
+    fs::create_directories(home_ / "config" / "kolvo");
+  }
+  void TearDown() override { fs::remove_all(home_); }
+
+  fs::path prefs_file() const { return home_ / "config" / "kolvo" / "preferences.json"; }
+
+  CommandResult kolvo(const std::string& arguments) const {
+    const fs::path err = home_ / "stderr.txt";
+    const std::string command = "XDG_CONFIG_HOME='" + (home_ / "config").string() + "' '" KOLVO_BINARY "' " +
+                                arguments + " 2>'" + err.string() + "'";
+    FILE* pipe = ::popen(command.c_str(), "r");
+    std::string out;
+    std::array<char, 4096> buffer{};
+    std::size_t n;
+    while ((n = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0) out.append(buffer.data(), n);
+    const int status = ::pclose(pipe);
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out, read(err)};
+  }
+
+  static std::string read(const fs::path& path) {
+    std::ifstream in(path);
+    std::stringstream buffer;
+    buffer << in.rdbuf();
+    return buffer.str();
+  }
+
+  fs::path home_;
+};
+
+TEST_F(KolvoCli, SettingsShowTheEffectiveValuesOfHandWrittenPreferences) {
+  std::ofstream(prefs_file()) << R"({
+    "com.kolvo.leftEdgeMode": "sideways",
+    "com.kolvo.cornerTopLeftMode": "",
+    "com.kolvo.accentColorRGB": [0.1, 0.2, 0.3, 0.4],
+    "com.kolvo.deck.stats.enabled": ["battery", "cpu", "cpu", "thermal"],
+    "com.kolvo.liquidGlassControls": true,
+    "com.kolvo.alignmentEdgeOffset": -40
+  })";
+  const std::string before = read(prefs_file());
+  const CommandResult run = kolvo("settings --json");
+  ASSERT_EQ(run.exit_code, 0) << run.err;
+  const auto settings = nlohmann::json::parse(run.out);
+  EXPECT_EQ(settings["com.kolvo.leftEdgeMode"], "dock");
+  EXPECT_EQ(settings["com.kolvo.cornerTopLeftMode"], "off");
+  EXPECT_EQ(settings["com.kolvo.accentColorRGB"], nlohmann::json::parse("[0.0392156862745098,0.5176470588235295,1.0]"));
+  EXPECT_EQ(settings["com.kolvo.deck.stats.enabled"], nlohmann::json::parse(R"(["cpu","battery"])"));
+  EXPECT_EQ(settings["com.kolvo.liquidGlass.configuration"]["frost"], 0.4);
+  EXPECT_EQ(settings["com.kolvo.liquidGlass.configuration"]["highlightStrength"], 0.6);
+  EXPECT_EQ(settings["com.kolvo.alignmentEdgeOffset"], -12.0);
+  // Inspecting never writes.
+  EXPECT_EQ(read(prefs_file()), before);
+}
+
+TEST_F(KolvoCli, PrefsWriteRefusesBadValuesAndLeavesTheFileAlone) {
+  ASSERT_EQ(kolvo("prefs write com.kolvo.deckEnabled -bool true").exit_code, 0);
+  const std::string before = read(prefs_file());
+  for (const char* bad : {"prefs write com.kolvo.deckEnabled -bool maybe", "prefs write com.kolvo.x -intt 3",
+                          "prefs write com.kolvo.x -int 2.5", "prefs write com.kolvo.x -date soon"}) {
+    const CommandResult run = kolvo(bad);
+    EXPECT_NE(run.exit_code, 0) << bad;
+    EXPECT_NE(run.err.find("Not written:"), std::string::npos) << bad << ": " << run.err;
+    EXPECT_EQ(read(prefs_file()), before) << bad;
+  }
+  const CommandResult read_back = kolvo("prefs read com.kolvo.deckEnabled");
+  EXPECT_EQ(read_back.out, "1\n");
+  EXPECT_EQ(kolvo("prefs delete com.kolvo.deckEnabled").exit_code, 0);
+  EXPECT_NE(kolvo("prefs read com.kolvo.deckEnabled").exit_code, 0);
+}
+
+TEST_F(KolvoCli, ServeStartsOverACorruptFileKeepsItAsideAndStopsOnSigterm) {
+  std::ofstream(prefs_file()) << "{\"com.kolvo.deckEnabled\": tru";
+  const fs::path out = home_ / "serve.txt";
+  const std::string command = "XDG_CONFIG_HOME='" + (home_ / "config").string() + "' '" KOLVO_BINARY "' serve >'" +
+                              out.string() + "' 2>&1 & echo $!";
+  FILE* pipe = ::popen(command.c_str(), "r");
+  int pid = 0;
+  ASSERT_EQ(std::fscanf(pipe, "%d", &pid), 1);
+  ::pclose(pipe);
+  for (int i = 0; i < 200 && read(out).find("serving") == std::string::npos; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(25));
+  }
+  ::kill(pid, SIGTERM);
+  for (int i = 0; i < 200 && read(out).find("[Host] stopped") == std::string::npos; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(25));
+  }
+  const std::string log = read(out);
+  EXPECT_NE(log.find("[SHELF THROW] no other Kolvo instance is running"), std::string::npos) << log;
+  EXPECT_NE(log.find("could not be read"), std::string::npos) << log;
+  EXPECT_NE(log.find("onboarding window: Welcome to Kolvo"), std::string::npos) << log;
+  EXPECT_NE(log.find("[Host] stopped"), std::string::npos) << log;
+
+  int set_aside = 0;
+  for (const auto& entry : fs::directory_iterator(prefs_file().parent_path())) {
+    if (entry.path().filename().string().rfind("preferences.json.corrupt-", 0) == 0) {
+      ++set_aside;
+      EXPECT_EQ(read(entry.path()), "{\"com.kolvo.deckEnabled\": tru");
+    }
+  }
+  EXPECT_EQ(set_aside, 1);
+  // The fresh file holds what start-up wrote: the glass configuration's default.
+  const auto fresh = nlohmann::json::parse(read(prefs_file()));
+  EXPECT_TRUE(fresh.contains("com.kolvo.liquidGlass.configuration"));
+}
+
+}  // namespace
