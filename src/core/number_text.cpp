@@ -1,7 +1,10 @@
 #include "core/number_text.hpp"
 
 #include <charconv>
+#include <cctype>
 #include <cmath>
+#include <locale>
+#include <sstream>
 
 namespace kolvo::core {
 
@@ -21,9 +24,14 @@ std::string swift_real_text(double value) {
 
 std::optional<double> parse_real(std::string_view text) {
   if (!text.empty() && text.front() == '+') text.remove_prefix(1);
+  // Not every standard library on the Mac parses doubles with from_chars yet; a stream in
+  // the classic locale is just as locale-free.
+  if (text.empty() || std::isspace(static_cast<unsigned char>(text.front()))) return std::nullopt;
+  std::istringstream stream{std::string(text)};
+  stream.imbue(std::locale::classic());
   double value = 0;
-  const auto result = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (text.empty() || result.ec != std::errc() || result.ptr != text.data() + text.size()) return std::nullopt;
+  stream >> std::noskipws >> value;
+  if (stream.fail() || stream.peek() != std::char_traits<char>::eof()) return std::nullopt;
   return value;
 }
 

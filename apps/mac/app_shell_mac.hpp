@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+
+#include "core/app_ports.hpp"
+
+namespace kolvo::mac {
+
+// NSApplication, the status item and the application's windows.
+class MacAppShell final : public core::AppShell {
+ public:
+  MacAppShell();
+  ~MacAppShell() override;
+
+  void set_activation_policy_accessory() override;
+  bool set_application_icon(std::string_view image_name) override;
+  void create_status_item(const std::vector<core::StatusMenuItem>& menu, std::function<void(core::MenuAction)> chosen,
+                          std::shared_ptr<core::StatusItemMenuDelegate> menu_delegate) override;
+  bool has_visible_titled_window() const override;
+  void activate_ignoring_other_apps() override;
+  void create_settings_window(std::function<void()> on_calibrate, std::function<void()> on_replay_onboarding) override;
+  void show_settings_window(ui::SettingsPage page) override;
+  void create_onboarding_window(std::function<void()> on_calibrate, std::function<void()> on_finished) override;
+  void show_onboarding_window() override;
+  void release_onboarding_window() override;
+  void terminate() override;
+
+ private:
+  struct Objects;
+  std::unique_ptr<Objects> objects_;
+};
+
+}  // namespace kolvo::mac

@@ -1,0 +1,99 @@
+#import <AppKit/AppKit.h>
+
+#include <iostream>
+
+#include "app_shell_mac.hpp"
+#include "core/app_delegate.hpp"
+#include "core/date_time.hpp"
+#include "core/diagnostics_log.hpp"
+#include "core/notification_center.hpp"
+#include "core/settings.hpp"
+#include "platform/mac/mac_adapters.hpp"
+#include "platform/sim/simulated_mac.hpp"
+
+namespace kolvo::mac {
+
+// The services the menu-bar app creates at launch. Subsystems whose Mac side is not built yet
+// answer nullptr; the panels are logged until their AppKit windows exist.
+class MacComponents final : public core::AppComponents {
+ public:
+  explicit MacComponents(core::DiagnosticsLog& log) : log_(log) {}
+
+  std::shared_ptr<core::FocusedApplicationMonitor> make_focused_application_monitor() override {
+    return std::make_shared<platform::MacFocusedApplicationMonitor>();
+  }
+  std::shared_ptr<hidden_dock::OverlayWindowManager> make_overlay_window_manager() override {
+    core::DiagnosticsLog* log = &log_;
+    return std::make_shared<sim::SimulatedOverlayWindowManager>(
+        [log](std::string_view action) { log->record("Overlay", action); });
+  }
+  std::shared_ptr<core::HoverMonitorControl> make_hover_monitor(std::weak_ptr<hidden_dock::OverlayWindowManager>) override {
+    return nullptr;
+  }
+  void install_pointer_monitors(std::weak_ptr<core::HoverMonitorControl>) override {}
+  std::shared_ptr<core::DockRectRefreshControl> make_dock_rect_refresh_controller(
+      std::weak_ptr<hidden_dock::OverlayWindowManager>) override {
+    return nullptr;
+  }
+  void set_timer_completion_reveal(std::function<void()> reveal) override { timer_reveal_ = std::move(reveal); }
+
+ private:
+  core::DiagnosticsLog& log_;
+  std::function<void()> timer_reveal_;
+};
+
+// Everything the application owns, created in dependency order.
+struct MacRuntime {
+  platform::MainQueueExecutor executor;
+  core::SystemWallClock clock;
+  core::DiagnosticsLog log{clock};
+  core::NotificationCenter center;
+  platform::HostPorts ports = platform::make_host_ports({KOLVO_BUNDLE_ID, KOLVO_VERSION, KOLVO_BUILD_NUMBER});
+  core::Settings settings{core::SettingsPorts{*ports.prefs, center, executor, log, *ports.accessibility,
+                                              *ports.appearance, *ports.audio, *ports.sounds}};
+  core::LaunchAtLoginManager launch_at_login{*ports.login_items};
+  MacAppShell shell;
+  MacComponents components{log};
+  core::AppDelegate delegate{core::AppDelegatePorts{
+      shell, components, launch_at_login, settings, center, executor, log, *ports.process,
+      [](std::string_view line) { std::cout << line << std::endl; }, nullptr}};
+};
+
+}  // namespace kolvo::mac
+
+@interface KolvoApplicationDelegate : NSObject <NSApplicationDelegate>
+@end
+
+@implementation KolvoApplicationDelegate {
+  std::unique_ptr<kolvo::mac::MacRuntime> _runtime;
+}
+
+- (void)applicationDidFinishLaunching:(NSNotification*)notification {
+  _runtime = std::make_unique<kolvo::mac::MacRuntime>();
+  _runtime->settings.load_all();
+  _runtime->delegate.did_finish_launching();
+}
+
+- (BOOL)applicationShouldTerminateAfterLastWindowClosed:(NSApplication*)sender {
+  return NO;
+}
+
+- (BOOL)applicationShouldHandleReopen:(NSApplication*)sender hasVisibleWindows:(BOOL)flag {
+  return _runtime ? _runtime->delegate.should_handle_reopen(flag) : YES;
+}
+
+- (void)applicationWillTerminate:(NSNotification*)notification {
+  if (_runtime) _runtime->delegate.will_terminate();
+}
+
+@end
+
+int main(int argc, const char* argv[]) {
+  @autoreleasepool {
+    NSApplication* application = NSApplication.sharedApplication;
+    KolvoApplicationDelegate* delegate = [KolvoApplicationDelegate new];
+    application.delegate = delegate;
+    [application run];
+  }
+  return 0;
+}

@@ -1,0 +1,32 @@
+#import <AppKit/AppKit.h>
+
+#include "platform/mac/mac_adapters.hpp"
+
+namespace kolvo::platform {
+
+struct MacFocusedApplicationMonitor::Observer {
+  id token = nil;
+};
+
+MacFocusedApplicationMonitor::MacFocusedApplicationMonitor() : observer_(std::make_unique<Observer>()) {
+  auto remember = [this](NSRunningApplication* app) {
+    // Kolvo's own windows coming forward must not change which app's profile applies.
+    if (app == nil || [app isEqual:NSRunningApplication.currentApplication]) return;
+    bundle_id_ = app.bundleIdentifier ? std::optional<std::string>(app.bundleIdentifier.UTF8String) : std::nullopt;
+    name_ = app.localizedName ? std::optional<std::string>(app.localizedName.UTF8String) : std::nullopt;
+  };
+  remember(NSWorkspace.sharedWorkspace.frontmostApplication);
+  observer_->token = [NSWorkspace.sharedWorkspace.notificationCenter
+      addObserverForName:NSWorkspaceDidActivateApplicationNotification
+                  object:nil
+                   queue:NSOperationQueue.mainQueue
+              usingBlock:^(NSNotification* note) {
+                remember(note.userInfo[NSWorkspaceApplicationKey]);
+              }];
+}
+
+MacFocusedApplicationMonitor::~MacFocusedApplicationMonitor() {
+  if (observer_->token) [NSWorkspace.sharedWorkspace.notificationCenter removeObserver:observer_->token];
+}
+
+}  // namespace kolvo::platform

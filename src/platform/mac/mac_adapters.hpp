@@ -1,0 +1,118 @@
+#pragma once
+
+// The Mac's implementations of the core's ports. The declarations are plain C++ so that C++
+// code can hold them; every Objective-C type stays inside the .mm files.
+
+#include <memory>
+#include <string>
+
+#include "core/app_ports.hpp"
+#include "core/executor.hpp"
+#include "core/launch_at_login_manager.hpp"
+#include "core/preference_store.hpp"
+#include "core/system_ports.hpp"
+#include "platform/host_environment.hpp"
+
+namespace kolvo::platform {
+
+// The application's user-defaults domain through CFPreferences, addressed by bundle
+// identifier so that the command-line tool and the app share one domain.
+class MacPreferenceStore final : public core::PreferenceStore {
+ public:
+  explicit MacPreferenceStore(std::string application_id);
+  std::optional<core::PreferenceValue> value(std::string_view key) const override;
+  void set(std::string_view key, core::PreferenceValue value) override;
+  void remove(std::string_view key) override;
+  std::map<std::string, core::PreferenceValue> all() const override;
+
+ private:
+  std::string application_id_;
+};
+
+class MacAccessibilityTrust final : public core::AccessibilityTrust {
+ public:
+  bool is_process_trusted() const override;
+};
+
+// The system theme, from the global "AppleInterfaceStyle" and its distributed notification.
+class MacSystemAppearance final : public core::SystemAppearance {
+ public:
+  bool is_dark() const override;
+  [[nodiscard]] core::Subscription observe_theme_changes(std::function<void()> changed) override;
+};
+
+// CoreAudio's default output device.
+class MacOutputAudibility final : public core::OutputAudibilityPort {
+ public:
+  std::optional<core::AudioObjectID> default_output_device() const override;
+  std::optional<bool> mute(core::AudioObjectID device) const override;
+  std::optional<double> volume_scalar(core::AudioObjectID device) const override;
+};
+
+// AVAudioPlayer over "Sounds/<name>.mp3" in the bundle's resources, or in `fallback_folder`
+// when running outside a bundle (the command-line tool).
+class MacSoundLibrary final : public core::SoundLibrary {
+ public:
+  explicit MacSoundLibrary(std::string fallback_folder) : fallback_folder_(std::move(fallback_folder)) {}
+  std::unique_ptr<core::SoundPlayer> load(core::Sound sound) override;
+
+ private:
+  std::string fallback_folder_;
+};
+
+// SMAppService.mainAppService.
+class MacLoginItemService final : public core::LoginItemService {
+ public:
+  core::LoginItemStatus status() const override;
+  std::optional<std::string> register_main_app() override;
+  std::optional<std::string> unregister_main_app() override;
+};
+
+// The main dispatch queue as the program's main loop.
+class MainQueueExecutor final : public core::Executor {
+ public:
+  MainQueueExecutor();
+  ~MainQueueExecutor() override;
+  void post(core::Task task) override;
+  core::TaskId post_after(core::Duration delay, core::Task task) override;
+  void cancel(core::TaskId id) override;
+  core::TimePoint now() const override { return core::Clock::now(); }
+
+ private:
+  struct Pending;
+  std::unique_ptr<Pending> pending_;
+  core::TaskId next_id_ = 1;
+};
+
+// This process and its siblings, from NSBundle, NSProcessInfo and NSRunningApplication.
+class MacProcessEnvironment final : public core::ProcessEnvironment {
+ public:
+  explicit MacProcessEnvironment(HostIdentity fallback) : fallback_(std::move(fallback)) {}
+  std::int64_t pid() const override;
+  std::string bundle_path() const override;
+  std::string bundle_identifier() const override;
+  std::string short_version() const override;
+  std::string build_version() const override;
+  std::string os_version() const override;
+  std::vector<core::RunningInstance> running_instances(std::string_view bundle_identifier) const override;
+
+ private:
+  HostIdentity fallback_;
+};
+
+// The frontmost application other than Kolvo itself, from NSWorkspace activations.
+class MacFocusedApplicationMonitor final : public core::FocusedApplicationMonitor {
+ public:
+  MacFocusedApplicationMonitor();
+  ~MacFocusedApplicationMonitor() override;
+  std::optional<std::string> frontmost_bundle_id() const override { return bundle_id_; }
+  std::optional<std::string> frontmost_name() const override { return name_; }
+
+ private:
+  struct Observer;
+  std::unique_ptr<Observer> observer_;
+  std::optional<std::string> bundle_id_;
+  std::optional<std::string> name_;
+};
+
+}  // namespace kolvo::platform
