@@ -17,7 +17,7 @@ core::Settings make_settings(core::PreferenceStore& prefs, core::NotificationCen
 }  // namespace
 
 HostRuntime::HostRuntime(Mode mode)
-    : log_(wall_clock_),
+    : log_(wall_clock_, mode == Mode::read_only ? core::DiagnosticsLog::silent() : core::DiagnosticsLog::stderr_mirror()),
       ports_(platform::make_host_ports(host_identity())),
       overlay_(mode == Mode::read_only ? std::make_unique<core::MemoryPreferenceStore>(ports_.prefs->all()) : nullptr),
       prefs_(overlay_ ? overlay_.get() : ports_.prefs.get()),
