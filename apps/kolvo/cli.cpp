@@ -9,14 +9,18 @@ namespace {
 
 constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
 
-  serve                     run the agent without a screen (the simulated Mac on Linux)
+  serve [--sim FILE]        run the agent without a screen (the simulated Mac on Linux)
   prefs read [KEY] [--json] print the preference domain, or one key
   prefs write KEY -TYPE VALUE...
                             set a key; TYPE is string, int, float, bool, array,
                             array-float, data (hex) or date (ISO 8601)
   prefs delete KEY          remove a key
   settings [--json]         the effective value of every setting
-  diagnostics               the diagnostics report
+  diagnostics [--sim FILE]  the diagnostics report
+  dock [--json] [--sim FILE]
+                            every display's Dock: calibration, detection, trigger areas
+  dock calibrate --display KEY --rect X,Y,W,H --position bottom|left|right [--sim FILE]
+                            save a calibration for a display
   help                      this text
 )";
 
@@ -50,6 +54,7 @@ int run(int argc, char** argv) {
   if (command == "prefs") return run_prefs(std::move(arguments));
   if (command == "settings") return run_settings(std::move(arguments));
   if (command == "diagnostics") return run_diagnostics(std::move(arguments));
+  if (command == "dock") return run_dock(std::move(arguments));
   return fail(kExitUsage, "'" + command + "' is not a kolvo command; run 'kolvo help' for the list.");
 }
 

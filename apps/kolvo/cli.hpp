@@ -20,9 +20,12 @@ int fail(int code, std::string_view sentence);
 
 int run(int argc, char** argv);
 
+class HostRuntime;
+
 int run_serve(Arguments arguments);
 int run_prefs(Arguments arguments);
 int run_settings(Arguments arguments);
 int run_diagnostics(Arguments arguments);
+int run_dock(Arguments arguments);
 
 }  // namespace kolvo::host

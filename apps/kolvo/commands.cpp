@@ -9,9 +9,10 @@ namespace kolvo::host {
 
 int run_settings(Arguments arguments) {
   const bool json = take_flag(arguments, "--json");
+  auto runtime = open_runtime(arguments, HostRuntime::Mode::read_only);
+  if (!runtime) return kExitFailure;
   if (!arguments.empty()) return fail(kExitUsage, "'kolvo settings' takes no arguments besides --json.");
-  HostRuntime runtime(HostRuntime::Mode::read_only);
-  const auto values = core::effective_settings(runtime.settings());
+  const auto values = core::effective_settings(runtime->settings());
   if (json) {
     std::cout << values.dump(2) << '\n';
     return 0;
@@ -21,9 +22,10 @@ int run_settings(Arguments arguments) {
 }
 
 int run_diagnostics(Arguments arguments) {
-  if (!arguments.empty()) return fail(kExitUsage, "'kolvo diagnostics' takes no arguments.");
-  HostRuntime runtime(HostRuntime::Mode::read_only);
-  std::cout << core::diagnostics_report(runtime.diagnostics_input()) << '\n';
+  auto runtime = open_runtime(arguments, HostRuntime::Mode::read_only);
+  if (!runtime) return kExitFailure;
+  if (!arguments.empty()) return fail(kExitUsage, "'kolvo diagnostics' takes no arguments besides --sim.");
+  std::cout << core::diagnostics_report(runtime->diagnostics_input()) << '\n';
   return 0;
 }
 

@@ -26,6 +26,14 @@ void HeadlessShell::show_onboarding_window() {
   sink_("onboarding window: " + std::string(ui::OnboardingWindowSpec::kTitle));
 }
 
+std::shared_ptr<core::DockRectRefreshControl> HeadlessComponents::make_dock_rect_refresh_controller(
+    std::weak_ptr<hidden_dock::OverlayWindowManager> manager) {
+  std::shared_ptr<geometry::DockRectRefreshController> controller =
+      dock_.make_refresh_controller(std::weak_ptr<geometry::DockGeometryClient>(manager.lock()));
+  controller->start();
+  return controller;
+}
+
 void HeadlessShell::choose(core::MenuAction action) {
   if (menu_delegate_) menu_delegate_->menu_will_open();
   if (menu_delegate_) menu_delegate_->menu_did_close();

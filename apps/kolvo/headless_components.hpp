@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "core/app_ports.hpp"
+#include "geometry/dock_services.hpp"
 #include "platform/sim/simulated_mac.hpp"
 
 namespace kolvo::host {
@@ -47,7 +48,8 @@ class HeadlessShell final : public core::AppShell {
 // nullptr and the delegate runs without them.
 class HeadlessComponents final : public core::AppComponents {
  public:
-  explicit HeadlessComponents(LineSink overlay_sink) : overlay_sink_(std::move(overlay_sink)) {}
+  HeadlessComponents(LineSink overlay_sink, geometry::DockServices& dock)
+      : overlay_sink_(std::move(overlay_sink)), dock_(dock) {}
 
   std::shared_ptr<core::FocusedApplicationMonitor> make_focused_application_monitor() override { return nullptr; }
   std::shared_ptr<hidden_dock::OverlayWindowManager> make_overlay_window_manager() override {
@@ -59,13 +61,12 @@ class HeadlessComponents final : public core::AppComponents {
   }
   void install_pointer_monitors(std::weak_ptr<core::HoverMonitorControl>) override {}
   std::shared_ptr<core::DockRectRefreshControl> make_dock_rect_refresh_controller(
-      std::weak_ptr<hidden_dock::OverlayWindowManager>) override {
-    return nullptr;
-  }
+      std::weak_ptr<hidden_dock::OverlayWindowManager> manager) override;
   void set_timer_completion_reveal(std::function<void()> reveal) override { timer_reveal_ = std::move(reveal); }
 
  private:
   LineSink overlay_sink_;
+  geometry::DockServices& dock_;
   std::function<void()> timer_reveal_;
 };
 

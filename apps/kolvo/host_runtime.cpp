@@ -1,6 +1,8 @@
 #include "host_runtime.hpp"
 
-#include "core/settings_keys.hpp"
+#include <algorithm>
+
+#include "cli.hpp"
 
 namespace kolvo::host {
 
@@ -14,15 +16,29 @@ core::Settings make_settings(core::PreferenceStore& prefs, core::NotificationCen
       core::SettingsPorts{prefs, center, loop, log, *ports.accessibility, *ports.appearance, *ports.audio, *ports.sounds});
 }
 
+geometry::DockEnvironment dock_environment(platform::HostPorts& ports) {
+  return {*ports.screens, ports.dock_domain, *ports.running, *ports.accessibility, *ports.elements};
+}
+
 }  // namespace
 
-HostRuntime::HostRuntime(Mode mode)
+std::unique_ptr<HostRuntime> HostRuntime::create(Mode mode, const platform::HostOptions& options, std::string& error) {
+  auto result = platform::make_host_ports(host_identity(), options);
+  if (!result.ports) {
+    error = result.error;
+    return nullptr;
+  }
+  return std::unique_ptr<HostRuntime>(new HostRuntime(mode, std::move(*result.ports)));
+}
+
+HostRuntime::HostRuntime(Mode mode, platform::HostPorts ports)
     : log_(wall_clock_, mode == Mode::read_only ? core::DiagnosticsLog::silent() : core::DiagnosticsLog::stderr_mirror()),
-      ports_(platform::make_host_ports(host_identity())),
+      ports_(std::move(ports)),
       overlay_(mode == Mode::read_only ? std::make_unique<core::MemoryPreferenceStore>(ports_.prefs->all()) : nullptr),
       prefs_(overlay_ ? overlay_.get() : ports_.prefs.get()),
       settings_(make_settings(*prefs_, center_, loop_, log_, ports_)),
-      launch_at_login_(*ports_.login_items) {}
+      launch_at_login_(*ports_.login_items),
+      dock_(dock_environment(ports_), *prefs_, center_, loop_, log_, settings_.alignment(), wall_clock_) {}
 
 core::DiagnosticsInput HostRuntime::diagnostics_input() {
   const auto& process = *ports_.process;
@@ -32,9 +48,38 @@ core::DiagnosticsInput HostRuntime::diagnostics_input() {
   input.os_version = process.os_version();
   input.bundle_path = process.bundle_path();
   input.launch_at_login = launch_at_login_.status();
+  dock_.fill_diagnostics(input);
   input.lock_calibration = settings_.alignment().lock_calibration();
   input.follow_dock_changes = settings_.alignment().follow_dock_changes_automatically();
   return input;
+}
+
+bool take_host_options(std::vector<std::string>& arguments, platform::HostOptions& options, std::string& error) {
+  const auto found = std::find(arguments.begin(), arguments.end(), "--sim");
+  if (found == arguments.end()) return true;
+  if (found + 1 == arguments.end()) {
+    error = "--sim needs a layout file.";
+    return false;
+  }
+  options.sim_layout = *(found + 1);
+  arguments.erase(found, found + 2);
+  return true;
+}
+
+}  // namespace kolvo::host
+
+namespace kolvo::host {
+
+std::unique_ptr<HostRuntime> open_runtime(std::vector<std::string>& arguments, HostRuntime::Mode mode) {
+  platform::HostOptions options;
+  std::string error;
+  if (!take_host_options(arguments, options, error)) {
+    fail(kExitUsage, error);
+    return nullptr;
+  }
+  auto runtime = HostRuntime::create(mode, options, error);
+  if (!runtime) fail(kExitFailure, error);
+  return runtime;
 }
 
 }  // namespace kolvo::host

@@ -171,11 +171,15 @@ int run_prefs(Arguments arguments) {
   if (arguments.empty()) return fail(kExitUsage, "'kolvo prefs' needs read, write or delete.");
   const std::string verb = arguments.front();
   arguments.erase(arguments.begin());
-  HostRuntime runtime(HostRuntime::Mode::live);
-  if (verb == "read") return prefs_read(std::move(arguments), runtime);
-  if (verb == "write") return prefs_write(std::move(arguments), runtime);
-  if (verb == "delete") return prefs_delete(std::move(arguments), runtime);
-  return fail(kExitUsage, "'" + verb + "' is not a prefs verb; use read, write or delete.");
+  if (verb != "read" && verb != "write" && verb != "delete") {
+    return fail(kExitUsage, "'" + verb + "' is not a prefs verb; use read, write or delete.");
+  }
+  Arguments none;
+  auto runtime = open_runtime(none, HostRuntime::Mode::live);
+  if (!runtime) return kExitFailure;
+  if (verb == "read") return prefs_read(std::move(arguments), *runtime);
+  if (verb == "write") return prefs_write(std::move(arguments), *runtime);
+  return prefs_delete(std::move(arguments), *runtime);
 }
 
 }  // namespace kolvo::host

@@ -11,8 +11,10 @@
 namespace kolvo::host {
 
 int run_serve(Arguments arguments) {
-  if (!arguments.empty()) return fail(kExitUsage, "'kolvo serve' takes no arguments.");
-  HostRuntime runtime(HostRuntime::Mode::live);
+  auto owned = open_runtime(arguments, HostRuntime::Mode::live);
+  if (!owned) return kExitFailure;
+  if (!arguments.empty()) return fail(kExitUsage, "'kolvo serve' takes no arguments besides --sim.");
+  HostRuntime& runtime = *owned;
   auto print = [](std::string_view line) { std::cout << line << std::endl; };
   auto report = [](std::string_view tag) {
     return [tag](std::string_view line) { std::cout << '[' << tag << "] " << line << std::endl; };
@@ -29,7 +31,7 @@ int run_serve(Arguments arguments) {
   };
 
   HeadlessShell shell(report("Host"), quit);
-  HeadlessComponents components(report("Overlay"));
+  HeadlessComponents components(report("Overlay"), runtime.dock());
   delegate = std::make_unique<core::AppDelegate>(core::AppDelegatePorts{
       shell, components, runtime.launch_at_login(), runtime.settings(), runtime.center(), runtime.loop(),
       runtime.log(), *runtime.ports().process, print, nullptr});

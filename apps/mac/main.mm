@@ -8,6 +8,7 @@
 #include "core/diagnostics_log.hpp"
 #include "core/notification_center.hpp"
 #include "core/settings.hpp"
+#include "geometry/dock_services.hpp"
 #include "platform/mac/mac_adapters.hpp"
 #include "platform/sim/simulated_mac.hpp"
 
@@ -17,7 +18,7 @@ namespace kolvo::mac {
 // answer nullptr; the panels are logged until their AppKit windows exist.
 class MacComponents final : public core::AppComponents {
  public:
-  explicit MacComponents(core::DiagnosticsLog& log) : log_(log) {}
+  MacComponents(core::DiagnosticsLog& log, geometry::DockServices& dock) : log_(log), dock_(dock) {}
 
   std::shared_ptr<core::FocusedApplicationMonitor> make_focused_application_monitor() override {
     return std::make_shared<platform::MacFocusedApplicationMonitor>();
@@ -32,13 +33,17 @@ class MacComponents final : public core::AppComponents {
   }
   void install_pointer_monitors(std::weak_ptr<core::HoverMonitorControl>) override {}
   std::shared_ptr<core::DockRectRefreshControl> make_dock_rect_refresh_controller(
-      std::weak_ptr<hidden_dock::OverlayWindowManager>) override {
-    return nullptr;
+      std::weak_ptr<hidden_dock::OverlayWindowManager> manager) override {
+    std::shared_ptr<geometry::DockRectRefreshController> controller =
+        dock_.make_refresh_controller(std::weak_ptr<geometry::DockGeometryClient>(manager.lock()));
+    controller->start();
+    return controller;
   }
   void set_timer_completion_reveal(std::function<void()> reveal) override { timer_reveal_ = std::move(reveal); }
 
  private:
   core::DiagnosticsLog& log_;
+  geometry::DockServices& dock_;
   std::function<void()> timer_reveal_;
 };
 
@@ -48,12 +53,16 @@ struct MacRuntime {
   core::SystemWallClock clock;
   core::DiagnosticsLog log{clock};
   core::NotificationCenter center;
-  platform::HostPorts ports = platform::make_host_ports({KOLVO_BUNDLE_ID, KOLVO_VERSION, KOLVO_BUILD_NUMBER});
+  platform::HostPorts ports =
+      std::move(*platform::make_host_ports({KOLVO_BUNDLE_ID, KOLVO_VERSION, KOLVO_BUILD_NUMBER}, {}).ports);
   core::Settings settings{core::SettingsPorts{*ports.prefs, center, executor, log, *ports.accessibility,
                                               *ports.appearance, *ports.audio, *ports.sounds}};
   core::LaunchAtLoginManager launch_at_login{*ports.login_items};
+  geometry::DockServices dock{geometry::DockEnvironment{*ports.screens, ports.dock_domain, *ports.running,
+                                                        *ports.accessibility, *ports.elements},
+                              *ports.prefs, center, executor, log, settings.alignment(), clock};
   MacAppShell shell;
-  MacComponents components{log};
+  MacComponents components{log, dock};
   core::AppDelegate delegate{core::AppDelegatePorts{
       shell, components, launch_at_login, settings, center, executor, log, *ports.process,
       [](std::string_view line) { std::cout << line << std::endl; }, nullptr}};

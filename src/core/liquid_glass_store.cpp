@@ -1,5 +1,6 @@
 #include "core/liquid_glass_store.hpp"
 
+#include "core/replaced_value.hpp"
 #include "core/settings_keys.hpp"
 
 namespace kolvo::core {
@@ -92,10 +93,7 @@ LiquidGlassStore::LiquidGlassStore(PreferenceStore& prefs, DiagnosticsLog& log) 
     configuration_.set(*loaded);
     return;
   }
-  if (const auto previous = prefs.value(keys::kLiquidGlassConfiguration)) {
-    // The stored value is about to be replaced; keep a copy of it where a person can find it.
-    log.record("Kolvo", "replacing an undecodable liquid-glass configuration: " + describe(*previous));
-  }
+  keep_before_replacing(prefs, keys::kLiquidGlassConfiguration, log);
   const bool glass = prefs.read_bool(keys::kLiquidGlassControls).value_or(false);
   set_configuration(LiquidGlassConfiguration::defaults(glass));
 }

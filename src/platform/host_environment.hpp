@@ -1,12 +1,15 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "core/app_ports.hpp"
 #include "core/launch_at_login_manager.hpp"
 #include "core/preference_store.hpp"
 #include "core/system_ports.hpp"
+#include "geometry/screens_port.hpp"
 
 namespace kolvo::platform {
 
@@ -26,12 +29,29 @@ struct HostPorts {
   core::OutputAudibilityPort* audio = nullptr;
   core::SoundLibrary* sounds = nullptr;
   core::LoginItemService* login_items = nullptr;
+  geometry::ScreensPort* screens = nullptr;
+  geometry::RunningApplicationsPort* running = nullptr;
+  geometry::AccessibilityElementReader* elements = nullptr;
+  // "com.apple.dock"; null when it cannot be opened.
+  const core::PreferenceStore* dock_domain = nullptr;
   // Where the preferences live, for messages ("~/.config/kolvo/preferences.json").
   std::string preferences_location;
   // Owns the objects the pointers above refer to.
   std::shared_ptr<void> owner;
 };
 
-HostPorts make_host_ports(const HostIdentity& identity);
+struct HostOptions {
+  // A simulated desktop to use instead of the machine's: displays, Dock and running apps.
+  std::optional<std::filesystem::path> sim_layout;
+};
+
+// Either the ports, or a sentence saying why they could not be made (a layout file that
+// cannot be read, say).
+struct HostPortsResult {
+  std::optional<HostPorts> ports;
+  std::string error;
+};
+
+HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions& options);
 
 }  // namespace kolvo::platform

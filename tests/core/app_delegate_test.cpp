@@ -67,7 +67,9 @@ class RecordingOverlay final : public hidden_dock::OverlayWindowManager {
   }
   hidden_dock::DockSide last_open_side() const override { return last; }
   void close_all_panels() override { r_("close panels"); }
+  std::optional<geometry::ScreenInfo> active_screen() const override { return std::nullopt; }
   void recompute_geometry() override { r_("recompute"); }
+  void selected_display_disconnected() override { r_("display gone"); }
   void reveal_timer_control() override { r_("reveal timer"); }
   void start_calibration(std::function<void()> completed) override {
     r_("calibration");

@@ -1,24 +1,45 @@
 #include "platform/host_environment.hpp"
 #include "platform/linux/json_file_preference_store_linux.hpp"
 #include "platform/linux/process_environment_linux.hpp"
+#include "platform/sim/simulated_desktop.hpp"
 #include "platform/sim/simulated_mac.hpp"
 
 namespace kolvo::platform {
+namespace {
 
-HostPorts make_host_ports(const HostIdentity& identity) {
-  auto mac = std::make_shared<sim::SimulatedMac>();
+struct SimulatedMachine {
+  sim::SimulatedMac mac;
+  std::unique_ptr<sim::SimulatedDesktop> desktop;
+};
+
+}  // namespace
+
+HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions& options) {
+  std::string error;
+  auto layout = sim::load_layout(options.sim_layout ? std::optional<std::string>(options.sim_layout->string())
+                                                    : std::nullopt,
+                                 &error);
+  if (!layout) return {std::nullopt, error};
+  auto machine = std::make_shared<SimulatedMachine>();
+  if (layout->accessibility_trusted) machine->mac.set_accessibility_trusted(*layout->accessibility_trusted);
+  machine->desktop = std::make_unique<sim::SimulatedDesktop>(std::move(*layout));
+
   auto prefs = std::make_unique<JsonFilePreferenceStore>(JsonFilePreferenceStore::default_path());
   HostPorts ports;
   ports.preferences_location = prefs->path().string();
   ports.prefs = std::move(prefs);
   ports.process = std::make_unique<LinuxProcessEnvironment>(identity);
-  ports.accessibility = mac.get();
-  ports.appearance = mac.get();
-  ports.audio = mac.get();
-  ports.sounds = mac.get();
-  ports.login_items = mac.get();
-  ports.owner = std::move(mac);
-  return ports;
+  ports.accessibility = &machine->mac;
+  ports.appearance = &machine->mac;
+  ports.audio = &machine->mac;
+  ports.sounds = &machine->mac;
+  ports.login_items = &machine->mac;
+  ports.screens = machine->desktop.get();
+  ports.running = machine->desktop.get();
+  ports.elements = machine->desktop.get();
+  ports.dock_domain = machine->desktop->dock_domain();
+  ports.owner = std::move(machine);
+  return {std::move(ports), {}};
 }
 
 }  // namespace kolvo::platform

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include "platform/mac/mac_adapters.hpp"
+#include "platform/sim/simulated_desktop.hpp"
 
 namespace kolvo::platform {
 namespace {
@@ -19,6 +20,11 @@ struct MacHost {
   MacOutputAudibility audio;
   MacSoundLibrary sounds{KOLVO_RESOURCE_DIR "/Sounds"};
   MacLoginItemService login_items;
+  MacScreens screens;
+  MacRunningApplications running;
+  MacAccessibilityElements elements;
+  MacPreferenceStore dock_domain{"com.apple.dock"};
+  std::unique_ptr<sim::SimulatedDesktop> simulated;
 };
 
 }  // namespace
@@ -57,9 +63,24 @@ std::vector<core::RunningInstance> MacProcessEnvironment::running_instances(std:
   return instances;
 }
 
-HostPorts make_host_ports(const HostIdentity& identity) {
+HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions& options) {
   auto host = std::make_shared<MacHost>();
   HostPorts ports;
+  ports.screens = &host->screens;
+  ports.running = &host->running;
+  ports.elements = &host->elements;
+  ports.dock_domain = &host->dock_domain;
+  if (options.sim_layout) {
+    // A layout file stands in for this Mac's displays, Dock and applications.
+    std::string error;
+    auto layout = sim::load_layout(options.sim_layout->string(), &error);
+    if (!layout) return {std::nullopt, error};
+    host->simulated = std::make_unique<sim::SimulatedDesktop>(std::move(*layout));
+    ports.screens = host->simulated.get();
+    ports.running = host->simulated.get();
+    ports.elements = host->simulated.get();
+    ports.dock_domain = host->simulated->dock_domain();
+  }
   ports.prefs = std::make_unique<MacPreferenceStore>(identity.bundle_id);
   ports.process = std::make_unique<MacProcessEnvironment>(identity);
   ports.accessibility = &host->accessibility;
@@ -69,7 +90,7 @@ HostPorts make_host_ports(const HostIdentity& identity) {
   ports.login_items = &host->login_items;
   ports.preferences_location = "the " + identity.bundle_id + " defaults domain";
   ports.owner = std::move(host);
-  return ports;
+  return {std::move(ports), {}};
 }
 
 }  // namespace kolvo::platform

@@ -115,4 +115,27 @@ class MacFocusedApplicationMonitor final : public core::FocusedApplicationMonito
   std::optional<std::string> name_;
 };
 
+// NSScreen: frames, visible frames, and the identity of each display.
+class MacScreens final : public geometry::ScreensPort {
+ public:
+  std::vector<geometry::ScreenInfo> screens() const override;
+  std::optional<std::size_t> main_screen_index() const override;
+  [[nodiscard]] core::Subscription observe_screen_parameters(std::function<void()> changed) const override;
+};
+
+// NSWorkspace's running applications and their launches and terminations.
+class MacRunningApplications final : public geometry::RunningApplicationsPort {
+ public:
+  std::vector<geometry::RunningApplication> running_applications() const override;
+  std::int64_t own_pid() const override;
+  [[nodiscard]] core::Subscription observe_launches(std::function<void()> launched) const override;
+  [[nodiscard]] core::Subscription observe_terminations(std::function<void()> terminated) const override;
+};
+
+// AXUIElement reads, with frames flipped into the bottom-left global space.
+class MacAccessibilityElements final : public geometry::AccessibilityElementReader {
+ public:
+  std::unique_ptr<geometry::AccessibilityElement> application(std::int64_t pid) const override;
+};
+
 }  // namespace kolvo::platform

@@ -80,7 +80,9 @@ class SimulatedOverlayWindowManager final : public hidden_dock::OverlayWindowMan
   void show_hidden_dock(hidden_dock::DockSide side, bool pinned) override;
   hidden_dock::DockSide last_open_side() const override { return last_side_; }
   void close_all_panels() override { sink_("hide"); }
+  std::optional<geometry::ScreenInfo> active_screen() const override { return std::nullopt; }
   void recompute_geometry() override { sink_("recompute geometry"); }
+  void selected_display_disconnected() override { sink_("selected display disconnected"); }
   void reveal_timer_control() override { sink_("reveal timer"); }
   void start_calibration(std::function<void()> completed) override;
 

@@ -1,0 +1,167 @@
+#include <iostream>
+#include <sstream>
+
+#include "cli.hpp"
+#include "core/number_text.hpp"
+#include "host_runtime.hpp"
+
+namespace kolvo::host {
+namespace {
+
+using geometry::Rect;
+using geometry::Side;
+using Json = nlohmann::ordered_json;
+
+Json rect_json(const Rect& r) { return {{"x", r.x}, {"y", r.y}, {"width", r.width}, {"height", r.height}}; }
+
+std::optional<Rect> parse_rect(const std::string& text) {
+  std::vector<double> numbers;
+  std::stringstream stream(text);
+  std::string part;
+  while (std::getline(stream, part, ',')) {
+    const auto number = core::parse_real(part);
+    if (!number) return std::nullopt;
+    numbers.push_back(*number);
+  }
+  if (numbers.size() != 4 || !(numbers[2] > 0) || !(numbers[3] > 0)) return std::nullopt;
+  return Rect{numbers[0], numbers[1], numbers[2], numbers[3]};
+}
+
+// Every display as `kolvo dock` reports it.
+Json describe_displays(HostRuntime& runtime) {
+  auto& dock = runtime.dock();
+  const double offset = runtime.settings().alignment().alignment_edge_offset();
+  // As at start-up: the display in use first, then each display bootstraps its own entry.
+  dock.cache().refresh(std::nullopt, "startup", /*force=*/false);
+  const auto target = dock.target_screen();
+
+  Json displays = Json::array();
+  for (const auto& screen : dock.screens()) {
+    const auto key = dock.store().calibration_key(screen.identity);
+    const auto geometry = dock.geometry_for(screen);
+    Json display;
+    display["name"] = screen.identity.localized_name;
+    display["key"] = geometry::primary_key(screen.identity);
+    display["calibrationKey"] = key ? Json(*key) : Json(nullptr);
+    display["calibration"] = key ? Json(geometry::to_json(dock.store().calibrations().at(*key))) : Json(nullptr);
+    display["isTarget"] = target && geometry::primary_key(target->identity) == geometry::primary_key(screen.identity);
+    display["frame"] = rect_json(screen.frame);
+    display["visibleFrame"] = rect_json(screen.visible_frame);
+    display["detection"] = {{"dockRect", rect_json(geometry.detection.dock_rect)},
+                            {"source", std::string(geometry::to_string(geometry.detection.source))},
+                            {"dockPosition", std::string(geometry::to_string(geometry.detection.dock_position))}};
+    display["leftTriggerRect"] = rect_json(geometry.left_trigger_rect);
+    display["rightTriggerRect"] = rect_json(geometry.right_trigger_rect);
+    display["triggerStrips"] = {{"left", rect_json(geometry::trigger_strip(geometry, Side::left, offset))},
+                                {"right", rect_json(geometry::trigger_strip(geometry, Side::right, offset))}};
+    display["hoverBands"] = {{"left", rect_json(geometry::hover_band(geometry, Side::left, offset))},
+                             {"right", rect_json(geometry::hover_band(geometry, Side::right, offset))}};
+    displays.push_back(std::move(display));
+  }
+  Json out;
+  out["displayMode"] = geometry::describe(dock.store().display_mode());
+  out["liveFollow"] = dock.cache().live_follow();
+  out["displays"] = std::move(displays);
+  return out;
+}
+
+void print_text(const Json& report) {
+  std::cout << "Display mode: " << report["displayMode"].get<std::string>()
+            << "\nLive follow: " << (report["liveFollow"].get<bool>() ? "on" : "off") << '\n';
+  auto rect = [](const Json& r) {
+    return geometry::describe({r["x"].get<double>(), r["y"].get<double>(), r["width"].get<double>(),
+                               r["height"].get<double>()});
+  };
+  for (const auto& display : report["displays"]) {
+    std::cout << '\n' << display["name"].get<std::string>() << (display["isTarget"].get<bool>() ? "  (Hidden Dock here)" : "")
+              << "\n  key: " << display["key"].get<std::string>() << "\n  calibration: ";
+    if (display["calibration"].is_null()) {
+      std::cout << "none\n";
+    } else {
+      const auto& c = display["calibration"];
+      std::cout << "[" << display["calibrationKey"].get<std::string>() << "] dock "
+                << c["dockPosition"].get<std::string>() << " "
+                << geometry::describe({c["dockMinX"].get<double>(), c["dockMinY"].get<double>(),
+                                       c["dockWidth"].get<double>(), c["dockHeight"].get<double>()})
+                << '\n';
+    }
+    const auto& detection = display["detection"];
+    std::cout << "  detection: " << rect(detection["dockRect"]) << " source " << detection["source"].get<std::string>()
+              << " position " << detection["dockPosition"].get<std::string>() << '\n'
+              << "  trigger rects: left " << rect(display["leftTriggerRect"]) << "  right "
+              << rect(display["rightTriggerRect"]) << '\n'
+              << "  trigger strips: left " << rect(display["triggerStrips"]["left"]) << "  right "
+              << rect(display["triggerStrips"]["right"]) << '\n'
+              << "  hover bands: left " << rect(display["hoverBands"]["left"]) << "  right "
+              << rect(display["hoverBands"]["right"]) << '\n';
+  }
+}
+
+std::optional<std::string> take_value(Arguments& arguments, std::string_view flag, bool& missing_value) {
+  const auto found = std::find(arguments.begin(), arguments.end(), flag);
+  if (found == arguments.end()) return std::nullopt;
+  if (found + 1 == arguments.end()) {
+    missing_value = true;
+    arguments.erase(found);
+    return std::nullopt;
+  }
+  std::string value = *(found + 1);
+  arguments.erase(found, found + 2);
+  return value;
+}
+
+int calibrate(Arguments arguments) {
+  bool missing = false;
+  const auto key = take_value(arguments, "--display", missing);
+  const auto rect_text = take_value(arguments, "--rect", missing);
+  const auto position_text = take_value(arguments, "--position", missing);
+  auto runtime = open_runtime(arguments, HostRuntime::Mode::live);
+  if (!runtime) return kExitFailure;
+  if (missing || !key || !rect_text || !position_text || !arguments.empty()) {
+    return fail(kExitUsage,
+                "'kolvo dock calibrate' needs --display KEY --rect X,Y,W,H --position bottom|left|right, and nothing else.");
+  }
+  const auto rect = parse_rect(*rect_text);
+  if (!rect) return fail(kExitUsage, "'" + *rect_text + "' is not a rectangle; write X,Y,W,H with a positive size.");
+  const auto position = geometry::kDockPositionTable.parse(*position_text);
+  if (!position) return fail(kExitUsage, "'" + *position_text + "' is not a Dock position; use bottom, left or right.");
+
+  auto& dock = runtime->dock();
+  std::optional<geometry::ScreenInfo> screen;
+  for (const auto& candidate : dock.screens()) {
+    if (geometry::primary_key(candidate.identity) == *key ||
+        std::to_string(candidate.identity.cg_direct_display_id) == *key ||
+        dock.store().calibration_key(candidate.identity) == *key) {
+      screen = candidate;
+      break;
+    }
+  }
+  if (!screen) return fail(kExitFailure, "No connected display has the key " + *key + "; 'kolvo dock' lists them.");
+  dock.save_calibration(*screen, *rect, *position);
+  std::cout << "Saved calibration for '" << screen->identity.localized_name << "' under "
+            << geometry::primary_key(screen->identity) << ": dock " << geometry::to_string(*position) << " "
+            << geometry::describe(*rect) << '\n';
+  return 0;
+}
+
+}  // namespace
+
+int run_dock(Arguments arguments) {
+  if (!arguments.empty() && arguments.front() == "calibrate") {
+    arguments.erase(arguments.begin());
+    return calibrate(std::move(arguments));
+  }
+  const bool json = take_flag(arguments, "--json");
+  auto runtime = open_runtime(arguments, HostRuntime::Mode::read_only);
+  if (!runtime) return kExitFailure;
+  if (!arguments.empty()) return fail(kExitUsage, "'kolvo dock' takes --json, --sim FILE, or 'calibrate'.");
+  const Json report = describe_displays(*runtime);
+  if (json) {
+    std::cout << report.dump(2) << '\n';
+  } else {
+    print_text(report);
+  }
+  return 0;
+}
+
+}  // namespace kolvo::host

@@ -1,0 +1,96 @@
+#import <AppKit/AppKit.h>
+#import <ApplicationServices/ApplicationServices.h>
+
+#include "platform/mac/mac_adapters.hpp"
+
+namespace kolvo::platform {
+namespace {
+
+// Accessibility reports frames from the top-left of the primary display; the primary display
+// is the first screen, never the one with the key window.
+double primary_height() {
+  NSArray<NSScreen*>* screens = NSScreen.screens;
+  return screens.count > 0 ? NSMaxY(screens[0].frame) : 0;
+}
+
+class MacElement final : public geometry::AccessibilityElement {
+ public:
+  // Takes ownership of a +1 reference.
+  explicit MacElement(AXUIElementRef element) : element_(element) {}
+  ~MacElement() override {
+    if (element_) CFRelease(element_);
+  }
+  MacElement(const MacElement&) = delete;
+  MacElement& operator=(const MacElement&) = delete;
+
+  std::optional<std::string> role() const override { return string_attribute(kAXRoleAttribute); }
+  std::optional<std::string> subrole() const override { return string_attribute(kAXSubroleAttribute); }
+  std::optional<std::string> title() const override { return string_attribute(kAXTitleAttribute); }
+
+  std::optional<geometry::Rect> frame() const override {
+    CGPoint origin{};
+    CGSize size{};
+    if (!value_attribute(kAXPositionAttribute, kAXValueTypeCGPoint, &origin) ||
+        !value_attribute(kAXSizeAttribute, kAXValueTypeCGSize, &size)) {
+      return std::nullopt;
+    }
+    return geometry::from_accessibility_space(origin.x, origin.y, size.width, size.height, primary_height());
+  }
+
+  std::vector<std::unique_ptr<geometry::AccessibilityElement>> children() const override {
+    return elements(kAXChildrenAttribute);
+  }
+  std::vector<std::unique_ptr<geometry::AccessibilityElement>> windows() const override {
+    return elements(kAXWindowsAttribute);
+  }
+
+ private:
+  CFTypeRef copy(CFStringRef attribute) const {
+    CFTypeRef value = nullptr;
+    if (AXUIElementCopyAttributeValue(element_, attribute, &value) != kAXErrorSuccess) return nullptr;
+    return value;
+  }
+
+  std::optional<std::string> string_attribute(CFStringRef attribute) const {
+    id value = CFBridgingRelease(copy(attribute));
+    if (![value isKindOfClass:NSString.class]) return std::nullopt;
+    return std::string([value UTF8String] ?: "");
+  }
+
+  bool value_attribute(CFStringRef attribute, AXValueType type, void* out) const {
+    CFTypeRef value = copy(attribute);
+    if (!value) return false;
+    const bool ok = CFGetTypeID(value) == AXValueGetTypeID() && AXValueGetValue(static_cast<AXValueRef>(value), type, out);
+    CFRelease(value);
+    return ok;
+  }
+
+  std::vector<std::unique_ptr<geometry::AccessibilityElement>> elements(CFStringRef attribute) const {
+    std::vector<std::unique_ptr<geometry::AccessibilityElement>> out;
+    CFTypeRef value = copy(attribute);
+    if (!value) return out;
+    if (CFGetTypeID(value) == CFArrayGetTypeID()) {
+      CFArrayRef array = static_cast<CFArrayRef>(value);
+      for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
+        auto element = static_cast<AXUIElementRef>(const_cast<void*>(CFArrayGetValueAtIndex(array, i)));
+        if (!element || CFGetTypeID(element) != AXUIElementGetTypeID()) continue;
+        CFRetain(element);
+        out.push_back(std::make_unique<MacElement>(element));
+      }
+    }
+    CFRelease(value);
+    return out;
+  }
+
+  AXUIElementRef element_;
+};
+
+}  // namespace
+
+std::unique_ptr<geometry::AccessibilityElement> MacAccessibilityElements::application(std::int64_t pid) const {
+  AXUIElementRef element = AXUIElementCreateApplication(static_cast<pid_t>(pid));
+  if (!element) return nullptr;
+  return std::make_unique<MacElement>(element);
+}
+
+}  // namespace kolvo::platform

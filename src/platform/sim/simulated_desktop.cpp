@@ -1,0 +1,295 @@
+#include "platform/sim/simulated_desktop.hpp"
+
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+
+#include "core/json_reader.hpp"
+
+namespace kolvo::sim {
+namespace {
+
+using geometry::Rect;
+using nlohmann::json;
+
+class Failure {
+ public:
+  explicit Failure(std::string* out) : out_(out) {}
+  bool operator()(const std::string& where, const std::string& what) {
+    if (out_ && out_->empty()) *out_ = where + ": " + what;
+    return false;
+  }
+
+ private:
+  std::string* out_;
+};
+
+std::optional<Rect> rect_of(const json& value) {
+  if (!value.is_array() || value.size() != 4) return std::nullopt;
+  for (const auto& number : value) {
+    if (!number.is_number()) return std::nullopt;
+  }
+  return Rect{value[0].get<double>(), value[1].get<double>(), value[2].get<double>(), value[3].get<double>()};
+}
+
+// Plain JSON into property-list values: the Dock's domain as the layout gives it.
+std::optional<core::PreferenceValue> property_list_of(const json& value) {
+  switch (value.type()) {
+    case json::value_t::boolean: return core::PreferenceValue(value.get<bool>());
+    case json::value_t::number_integer:
+    case json::value_t::number_unsigned: return core::PreferenceValue(value.get<std::int64_t>());
+    case json::value_t::number_float: return core::PreferenceValue(value.get<double>());
+    case json::value_t::string: return core::PreferenceValue(value.get<std::string>());
+    case json::value_t::array: {
+      core::PreferenceValue::Array array;
+      for (const auto& element : value) {
+        auto converted = property_list_of(element);
+        if (!converted) return std::nullopt;
+        array.push_back(std::move(*converted));
+      }
+      return core::PreferenceValue(std::move(array));
+    }
+    case json::value_t::object: {
+      core::PreferenceValue::Dictionary dictionary;
+      for (const auto& [key, element] : value.items()) {
+        auto converted = property_list_of(element);
+        if (!converted) return std::nullopt;
+        dictionary.emplace(key, std::move(*converted));
+      }
+      return core::PreferenceValue(std::move(dictionary));
+    }
+    default: return std::nullopt;
+  }
+}
+
+bool parse_element(const json& value, const std::string& where, double primary_height, SimulatedElement& out,
+                   Failure& fail) {
+  if (!value.is_object()) return fail(where, "expected an object");
+  core::JsonReader r(value);
+  out.role = r.optional_string("role");
+  out.subrole = r.optional_string("subrole");
+  out.title = r.optional_string("title");
+  if (!r.ok()) return fail(where, r.error());
+  if (value.contains("frame") && value.contains("axFrame")) return fail(where, "give frame or axFrame, not both");
+  if (value.contains("frame")) {
+    out.frame = rect_of(value["frame"]);
+    if (!out.frame) return fail(where + ".frame", "expected [x, y, width, height]");
+  } else if (value.contains("axFrame")) {
+    const auto ax = rect_of(value["axFrame"]);
+    if (!ax) return fail(where + ".axFrame", "expected [x, y, width, height]");
+    out.frame = geometry::from_accessibility_space(ax->x, ax->y, ax->width, ax->height, primary_height);
+  }
+  for (const char* list : {"children", "windows"}) {
+    if (!value.contains(list)) continue;
+    if (!value[list].is_array()) return fail(where + "." + list, "expected an array");
+    auto& target = std::string(list) == "children" ? out.children : out.windows;
+    for (std::size_t i = 0; i < value[list].size(); ++i) {
+      SimulatedElement child;
+      if (!parse_element(value[list][i], where + "." + list + "[" + std::to_string(i) + "]", primary_height, child,
+                         fail)) {
+        return false;
+      }
+      target.push_back(std::move(child));
+    }
+  }
+  return true;
+}
+
+class ElementView final : public geometry::AccessibilityElement {
+ public:
+  explicit ElementView(const SimulatedElement& element) : element_(element) {}
+  std::optional<std::string> role() const override { return element_.role; }
+  std::optional<std::string> subrole() const override { return element_.subrole; }
+  std::optional<std::string> title() const override { return element_.title; }
+  std::optional<Rect> frame() const override { return element_.frame; }
+  std::vector<std::unique_ptr<geometry::AccessibilityElement>> children() const override {
+    return views(element_.children);
+  }
+  std::vector<std::unique_ptr<geometry::AccessibilityElement>> windows() const override {
+    return views(element_.windows);
+  }
+
+ private:
+  static std::vector<std::unique_ptr<geometry::AccessibilityElement>> views(const std::vector<SimulatedElement>& list) {
+    std::vector<std::unique_ptr<geometry::AccessibilityElement>> out;
+    out.reserve(list.size());
+    for (const auto& element : list) out.push_back(std::make_unique<ElementView>(element));
+    return out;
+  }
+  const SimulatedElement& element_;
+};
+
+core::Subscription notify_on(core::Observable<int>& counter, std::function<void()> callback) {
+  return counter.subscribe([callback = std::move(callback)](int) { callback(); });
+}
+
+}  // namespace
+
+SimulatedLayout SimulatedLayout::built_in() {
+  SimulatedLayout layout;
+  geometry::ScreenInfo screen;
+  screen.frame = {0, 0, 1512, 982};
+  screen.visible_frame = {0, 70, 1512, 875};  // a 70-point Dock below, a 37-point menu bar above
+  screen.identity = {1, "Built-in Retina Display", screen.frame, 2.0, "37D8832A-2D66-02CA-B9F7-8F30A301B230"};
+  layout.screens.push_back(screen);
+  layout.main_screen = 0;
+  auto app = [](const char* id) {
+    return core::PreferenceValue(core::PreferenceValue::Dictionary{
+        {"tile-data", core::PreferenceValue(core::PreferenceValue::Dictionary{{"bundle-identifier", id}})}});
+  };
+  layout.dock_domain = core::PreferenceValue::Dictionary{
+      {"orientation", "bottom"},
+      {"tilesize", 48},
+      {"show-recents", true},
+      {"persistent-apps", core::PreferenceValue::Array{app("com.apple.Safari"), app("com.apple.mail"),
+                                                       app("com.apple.iCal"), app("com.apple.Notes"),
+                                                       app("com.apple.MobileSMS")}},
+      {"persistent-others", core::PreferenceValue::Array{core::PreferenceValue::Dictionary{}}},
+  };
+  layout.running_applications = {{"com.apple.dock", false, 100}, {"com.apple.finder", true, 101},
+                                 {"com.apple.Safari", true, 102}, {"com.apple.Terminal", true, 103}};
+  layout.accessibility_trusted = true;
+  SimulatedElement list;
+  list.role = "AXList";
+  list.frame = Rect{416, 4, 680, 62};
+  SimulatedElement dock;
+  dock.role = "AXApplication";
+  dock.title = "Dock";
+  dock.children.push_back(list);
+  layout.dock_accessibility = dock;
+  return layout;
+}
+
+std::optional<SimulatedLayout> parse_layout(const std::string& text, std::string* error) {
+  Failure fail(error);
+  const json document = json::parse(text, nullptr, /*allow_exceptions=*/false);
+  if (document.is_discarded()) return fail("layout", "not valid JSON"), std::nullopt;
+  if (!document.is_object()) return fail("layout", "expected an object"), std::nullopt;
+
+  SimulatedLayout layout;
+  if (!document.contains("screens") || !document["screens"].is_array() || document["screens"].empty()) {
+    return fail("screens", "expected a non-empty array"), std::nullopt;
+  }
+  for (std::size_t i = 0; i < document["screens"].size(); ++i) {
+    const auto& entry = document["screens"][i];
+    const std::string where = "screens[" + std::to_string(i) + "]";
+    core::JsonReader r(entry, where);
+    geometry::ScreenInfo screen;
+    screen.identity.localized_name = r.optional_string("name").value_or("Display " + std::to_string(i + 1));
+    screen.identity.cg_direct_display_id =
+        static_cast<std::uint32_t>(r.optional_integer("id", 0, UINT32_MAX).value_or(static_cast<std::int64_t>(i + 1)));
+    screen.identity.display_uuid = r.optional_string("uuid");
+    screen.identity.backing_scale_factor = r.optional_real("scale").value_or(2.0);
+    if (!r.ok()) return fail(where, r.error()), std::nullopt;
+    const auto frame = entry.contains("frame") ? rect_of(entry["frame"]) : std::nullopt;
+    if (!frame || frame->is_empty()) return fail(where + ".frame", "expected [x, y, width, height]"), std::nullopt;
+    screen.frame = *frame;
+    screen.identity.screen_frame = *frame;
+    if (entry.contains("visibleFrame")) {
+      const auto visible = rect_of(entry["visibleFrame"]);
+      if (!visible) return fail(where + ".visibleFrame", "expected [x, y, width, height]"), std::nullopt;
+      screen.visible_frame = *visible;
+    } else {
+      screen.visible_frame = *frame;
+    }
+    layout.screens.push_back(screen);
+  }
+
+  core::JsonReader top(document);
+  if (const auto main = top.optional_integer("mainScreen", 0, static_cast<std::int64_t>(layout.screens.size()) - 1)) {
+    layout.main_screen = static_cast<std::size_t>(*main);
+  } else if (top.ok()) {
+    layout.main_screen = 0;
+  }
+  layout.accessibility_trusted = top.optional_boolean("accessibilityTrusted");
+  if (!top.ok()) return fail("layout", top.error()), std::nullopt;
+
+  if (document.contains("dock") && !document["dock"].is_null()) {
+    const auto domain = property_list_of(document["dock"]);
+    const auto* dictionary = domain ? domain->get_if<core::PreferenceValue::Dictionary>() : nullptr;
+    if (!dictionary) return fail("dock", "expected an object of property-list values"), std::nullopt;
+    layout.dock_domain = *dictionary;
+  }
+
+  if (document.contains("runningApplications")) {
+    const auto& apps = document["runningApplications"];
+    if (!apps.is_array()) return fail("runningApplications", "expected an array"), std::nullopt;
+    for (std::size_t i = 0; i < apps.size(); ++i) {
+      const std::string where = "runningApplications[" + std::to_string(i) + "]";
+      core::JsonReader r(apps[i], where);
+      geometry::RunningApplication app;
+      app.bundle_id = r.optional_string("bundleID");
+      app.pid = r.optional_integer("pid", 2).value_or(static_cast<std::int64_t>(1000 + i));
+      app.regular = r.optional_boolean("regular").value_or(true);
+      if (!r.ok()) return fail(where, r.error()), std::nullopt;
+      layout.running_applications.push_back(app);
+    }
+  }
+
+  if (document.contains("dockAccessibility") && !document["dockAccessibility"].is_null()) {
+    SimulatedElement root;
+    if (!parse_element(document["dockAccessibility"], "dockAccessibility", layout.screens.front().frame.max_y(), root,
+                       fail)) {
+      return std::nullopt;
+    }
+    layout.dock_accessibility = std::move(root);
+  }
+  return layout;
+}
+
+std::optional<SimulatedLayout> load_layout(const std::optional<std::string>& path, std::string* error) {
+  if (!path) return SimulatedLayout::built_in();
+  std::ifstream in(*path);
+  if (!in) {
+    if (error) *error = "The layout file " + *path + " cannot be read.";
+    return std::nullopt;
+  }
+  std::stringstream text;
+  text << in.rdbuf();
+  std::string detail;
+  auto layout = parse_layout(text.str(), &detail);
+  if (!layout && error) *error = "The layout file " + *path + " is not valid (" + detail + ").";
+  return layout;
+}
+
+SimulatedDesktop::SimulatedDesktop(SimulatedLayout layout) : layout_(std::move(layout)) {
+  if (layout_.dock_domain) {
+    dock_domain_.emplace(std::map<std::string, core::PreferenceValue>(layout_.dock_domain->begin(),
+                                                                      layout_.dock_domain->end()));
+  }
+}
+
+core::Subscription SimulatedDesktop::observe_screen_parameters(std::function<void()> changed) const {
+  return notify_on(screen_changes_, std::move(changed));
+}
+core::Subscription SimulatedDesktop::observe_launches(std::function<void()> launched) const {
+  return notify_on(launches_, std::move(launched));
+}
+core::Subscription SimulatedDesktop::observe_terminations(std::function<void()> terminated) const {
+  return notify_on(terminations_, std::move(terminated));
+}
+
+std::unique_ptr<geometry::AccessibilityElement> SimulatedDesktop::application(std::int64_t pid) const {
+  const bool is_dock = std::any_of(layout_.running_applications.begin(), layout_.running_applications.end(),
+                                   [pid](const auto& app) { return app.pid == pid && app.bundle_id == "com.apple.dock"; });
+  if (!is_dock || !layout_.dock_accessibility) return nullptr;
+  return std::make_unique<ElementView>(*layout_.dock_accessibility);
+}
+
+void SimulatedDesktop::set_screens(std::vector<geometry::ScreenInfo> screens) {
+  layout_.screens = std::move(screens);
+  if (layout_.main_screen && *layout_.main_screen >= layout_.screens.size()) layout_.main_screen = 0;
+  screen_changes_.set(screen_changes_.get() + 1);
+}
+
+void SimulatedDesktop::launch(geometry::RunningApplication app) {
+  layout_.running_applications.push_back(std::move(app));
+  launches_.set(launches_.get() + 1);
+}
+
+void SimulatedDesktop::terminate(std::int64_t pid) {
+  std::erase_if(layout_.running_applications, [pid](const auto& app) { return app.pid == pid; });
+  terminations_.set(terminations_.get() + 1);
+}
+
+}  // namespace kolvo::sim

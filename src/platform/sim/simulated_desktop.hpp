@@ -1,0 +1,82 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "core/observable.hpp"
+#include "core/preference_store.hpp"
+#include "geometry/screens_port.hpp"
+
+namespace kolvo::sim {
+
+// One element of the Dock's accessibility tree, as a layout file describes it.
+struct SimulatedElement {
+  std::optional<std::string> role, subrole, title;
+  std::optional<geometry::Rect> frame;  // bottom-left global space
+  std::vector<SimulatedElement> children;
+  std::vector<SimulatedElement> windows;
+};
+
+// The displays, the Dock's preferences, the running applications and the Dock's
+// accessibility tree of a simulated Mac. The format is documented in the README.
+struct SimulatedLayout {
+  std::vector<geometry::ScreenInfo> screens;
+  std::optional<std::size_t> main_screen;
+  std::optional<core::PreferenceValue::Dictionary> dock_domain;  // absent: the domain cannot be opened
+  std::vector<geometry::RunningApplication> running_applications;
+  std::optional<bool> accessibility_trusted;
+  std::optional<SimulatedElement> dock_accessibility;
+
+  // One 1512 × 982 point display with a bottom Dock of 48-point tiles.
+  static SimulatedLayout built_in();
+};
+
+// Parses a layout; on failure answers nothing and says what is wrong in `error`.
+std::optional<SimulatedLayout> parse_layout(const std::string& text, std::string* error);
+// The built-in layout when `path` is absent; the file's otherwise.
+std::optional<SimulatedLayout> load_layout(const std::optional<std::string>& path, std::string* error);
+
+// The layout served through the geometry ports.
+class SimulatedDesktop final : public geometry::ScreensPort,
+                               public geometry::RunningApplicationsPort,
+                               public geometry::AccessibilityElementReader {
+ public:
+  explicit SimulatedDesktop(SimulatedLayout layout);
+
+  std::vector<geometry::ScreenInfo> screens() const override { return layout_.screens; }
+  std::optional<std::size_t> main_screen_index() const override { return layout_.main_screen; }
+  [[nodiscard]] core::Subscription observe_screen_parameters(std::function<void()> changed) const override;
+
+  std::vector<geometry::RunningApplication> running_applications() const override {
+    return layout_.running_applications;
+  }
+  std::int64_t own_pid() const override { return kOwnPid; }
+  [[nodiscard]] core::Subscription observe_launches(std::function<void()> launched) const override;
+  [[nodiscard]] core::Subscription observe_terminations(std::function<void()> terminated) const override;
+
+  std::unique_ptr<geometry::AccessibilityElement> application(std::int64_t pid) const override;
+
+  // The Dock's preference domain, or null when the layout says it cannot be opened.
+  const core::PreferenceStore* dock_domain() const { return dock_domain_ ? &*dock_domain_ : nullptr; }
+  const SimulatedLayout& layout() const { return layout_; }
+
+  // Changes, as the Mac would announce them.
+  void set_screens(std::vector<geometry::ScreenInfo> screens);
+  void launch(geometry::RunningApplication app);
+  void terminate(std::int64_t pid);
+
+  static constexpr std::int64_t kOwnPid = 1;
+
+ private:
+  SimulatedLayout layout_;
+  std::optional<core::MemoryPreferenceStore> dock_domain_;
+  mutable core::Observable<int> screen_changes_{0};
+  mutable core::Observable<int> launches_{0};
+  mutable core::Observable<int> terminations_{0};
+};
+
+}  // namespace kolvo::sim
