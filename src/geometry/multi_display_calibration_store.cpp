@@ -190,11 +190,23 @@ bool MultiDisplayCalibrationStore::is_selected_display_missing() const {
   return selected && !screen_for_key(selected->key);
 }
 
+bool MultiDisplayCalibrationStore::is_own_key_of_another_display(const std::string& key,
+                                                                 const ScreenInfo& screen) const {
+  const std::string own = primary_key(screen.identity);
+  for (const ScreenInfo& other : screens_.screens()) {
+    const std::string other_key = primary_key(other.identity);
+    if (other_key != own && other_key == key) return true;
+  }
+  return false;
+}
+
 void MultiDisplayCalibrationStore::save(const DockCalibration& calibration, const ScreenInfo& screen) {
   const std::string primary = primary_key(screen.identity);
   const auto existing = calibration_key(screen.identity);
   Calibrations calibrations = calibrations_.get();
-  if (existing && *existing != primary) {
+  // A record found through a fallback rule moves to this display's key, unless it is another
+  // connected display's own record (two mirrored displays share a frame).
+  if (existing && *existing != primary && !is_own_key_of_another_display(*existing, screen)) {
     calibrations.erase(*existing);
     identities_.erase(*existing);
   }
@@ -232,7 +244,7 @@ void MultiDisplayCalibrationStore::screens_changed() {
     const auto key = calibration_key(screen.identity);
     if (!key) continue;
     const std::string primary = primary_key(screen.identity);
-    if (*key != primary) {
+    if (*key != primary && !is_own_key_of_another_display(*key, screen)) {
       calibrations[primary] = calibrations.at(*key);
       calibrations.erase(*key);
       identities_.erase(*key);

@@ -75,6 +75,7 @@ class MultiDisplayCalibrationStore {
  private:
   void load();
   void write();
+  bool is_own_key_of_another_display(const std::string& key, const ScreenInfo& screen) const;
 
   core::PreferenceStore& prefs_;
   core::NotificationCenter& center_;

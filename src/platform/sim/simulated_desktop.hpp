@@ -68,6 +68,8 @@ class SimulatedDesktop final : public geometry::ScreensPort,
   void set_screens(std::vector<geometry::ScreenInfo> screens);
   void launch(geometry::RunningApplication app);
   void terminate(std::int64_t pid);
+  // The Dock redrawn: a new accessibility tree.
+  void set_dock_accessibility(std::optional<SimulatedElement> tree) { layout_.dock_accessibility = std::move(tree); }
 
   static constexpr std::int64_t kOwnPid = 1;
 
