@@ -133,3 +133,51 @@ TEST_F(KolvoCli, ServeStartsOverACorruptFileKeepsItAsideAndStopsOnSigterm) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(KolvoCli, DockReportsEveryDisplayOfALayoutAndCalibrateSavesThroughTheStore) {
+  const fs::path layout = home_ / "layout.json";
+  std::ofstream(layout) << R"({
+    "screens": [
+      {"name": "Laptop", "id": 1, "uuid": "LAPTOP", "frame": [0, 0, 1512, 982], "visibleFrame": [0, 70, 1512, 875]},
+      {"name": "Studio", "id": 5, "scale": 1, "frame": [1512, -200, 2560, 1440], "visibleFrame": [1512, -200, 2560, 1415]}
+    ],
+    "dock": {"orientation": "bottom", "tilesize": 48, "show-recents": true,
+             "persistent-apps": [{}, {}, {}, {}, {}], "persistent-others": [{}, {}]},
+    "runningApplications": [{"bundleID": "com.apple.dock", "pid": 100, "regular": false}],
+    "dockAccessibility": {"role": "AXApplication", "children": [{"role": "AXList", "axFrame": [360, 920, 792, 62]}]}
+  })";
+  const std::string sim = " --sim '" + layout.string() + "'";
+  auto report = nlohmann::json::parse(kolvo("dock --json" + sim).out);
+  ASSERT_EQ(report["displays"].size(), 2u);
+  EXPECT_EQ(report["displays"][0]["detection"]["source"], "defaultsEstimate");
+  EXPECT_EQ(report["displays"][0]["isTarget"], true);  // it hosts the Dock
+  EXPECT_EQ(report["displays"][1]["key"], "5");         // no UUID: keyed by number
+
+  const CommandResult saved = kolvo("dock calibrate --display LAPTOP --rect 416,0,680,70 --position bottom" + sim);
+  ASSERT_EQ(saved.exit_code, 0) << saved.err;
+  ASSERT_EQ(kolvo("prefs write com.kolvo.followDockChangesAutomatically -bool true").exit_code, 0);
+  report = nlohmann::json::parse(kolvo("dock --json" + sim).out);
+  const auto& laptop = report["displays"][0];
+  EXPECT_EQ(laptop["calibrationKey"], "LAPTOP");
+  EXPECT_EQ(report["displayMode"], "selectedDisplay(LAPTOP)");
+  EXPECT_EQ(report["liveFollow"], true);
+  // The live list (flipped from the accessibility space) is wider than the calibration.
+  EXPECT_EQ(laptop["detection"]["source"], "liveAccessibilityBounds");
+  EXPECT_EQ(laptop["detection"]["dockRect"], nlohmann::json::parse(R"({"x":360.0,"y":0.0,"width":792.0,"height":70.0})"));
+  EXPECT_EQ(laptop["leftTriggerRect"], nlohmann::json::parse(R"({"x":306.0,"y":-9.0,"width":54.0,"height":88.0})"));
+
+  for (const char* bad : {"dock calibrate --display NOPE --rect 1,2,3,4 --position bottom",
+                          "dock calibrate --display LAPTOP --rect 1,2,3 --position bottom",
+                          "dock calibrate --display LAPTOP --rect 1,2,3,4 --position top"}) {
+    const CommandResult result = kolvo(std::string(bad) + sim);
+    EXPECT_NE(result.exit_code, 0) << bad;
+    EXPECT_FALSE(result.err.empty()) << bad;
+  }
+  const CommandResult broken = kolvo("dock --sim /nonexistent.json");
+  EXPECT_EQ(broken.exit_code, 1);
+  EXPECT_NE(broken.err.find("cannot be read"), std::string::npos);
+}
+
+}  // namespace
