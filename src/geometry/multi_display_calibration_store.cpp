@@ -32,6 +32,27 @@ bool same_display(const KolvoDisplayIdentity& stored, const KolvoDisplayIdentity
   return matches(stored.screen_frame, identity.screen_frame);
 }
 
+// Decodes an object of records keyed by display; one bad record fails the whole map.
+template <typename Record, typename Decode>
+void decode_map(core::JsonReader& r, const char* key, bool required, Decode decode,
+                std::map<std::string, Record>& out) {
+  const auto* object = r.value(key, required);
+  if (!object) return;
+  if (!object->is_object()) {
+    r.fail(key, "expected an object");
+    return;
+  }
+  std::string inner;
+  for (const auto& [name, value] : object->items()) {
+    auto record = decode(value, &inner);
+    if (!record) {
+      r.fail(std::string(key) + "." + name, inner);
+      return;
+    }
+    out.emplace(name, std::move(*record));
+  }
+}
+
 }  // namespace
 
 nlohmann::ordered_json to_json(const StoredCalibrations& stored) {
@@ -52,20 +73,6 @@ std::optional<StoredCalibrations> stored_calibrations_from_json(const nlohmann::
   core::JsonReader r(json, "Stored");
   StoredCalibrations stored;
   std::string inner;
-  if (const auto* calibrations = r.value("calibrations")) {
-    if (!calibrations->is_object()) {
-      r.fail("calibrations", "expected an object");
-    } else {
-      for (const auto& [key, value] : calibrations->items()) {
-        auto calibration = calibration_from_json(value, &inner);
-        if (!calibration) {
-          r.fail("calibrations." + key, inner);
-          break;
-        }
-        stored.calibrations.emplace(key, std::move(*calibration));
-      }
-    }
-  }
   if (const auto* mode = r.value("displayMode", false)) {
     if (auto parsed = display_mode_from_json(*mode, &inner)) {
       stored.display_mode = std::move(*parsed);
@@ -74,20 +81,8 @@ std::optional<StoredCalibrations> stored_calibrations_from_json(const nlohmann::
     }
   }
   r.optional_string("selectedDisplayID");
-  if (const auto* identities = r.value("identities", false)) {
-    if (!identities->is_object()) {
-      r.fail("identities", "expected an object");
-    } else {
-      for (const auto& [key, value] : identities->items()) {
-        auto identity = identity_from_json(value, &inner);
-        if (!identity) {
-          r.fail("identities." + key, inner);
-          break;
-        }
-        stored.identities.emplace(key, std::move(*identity));
-      }
-    }
-  }
+  decode_map(r, "calibrations", /*required=*/true, calibration_from_json, stored.calibrations);
+  decode_map(r, "identities", /*required=*/false, identity_from_json, stored.identities);
   if (!r.ok()) {
     if (error) *error = r.error();
     return std::nullopt;

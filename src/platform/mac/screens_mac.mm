@@ -2,6 +2,7 @@
 #import <CoreGraphics/CoreGraphics.h>
 
 #include "platform/mac/mac_adapters.hpp"
+#include "platform/mac/notification_subscription.hpp"
 
 namespace kolvo::platform {
 namespace {
@@ -45,14 +46,8 @@ std::optional<std::size_t> MacScreens::main_screen_index() const {
 }
 
 core::Subscription MacScreens::observe_screen_parameters(std::function<void()> changed) const {
-  auto callback = std::make_shared<std::function<void()>>(std::move(changed));
-  id token = [NSNotificationCenter.defaultCenter addObserverForName:NSApplicationDidChangeScreenParametersNotification
-                                                              object:nil
-                                                               queue:NSOperationQueue.mainQueue
-                                                          usingBlock:^(NSNotification*) {
-                                                            (*callback)();
-                                                          }];
-  return core::Subscription([token] { [NSNotificationCenter.defaultCenter removeObserver:token]; });
+  return observe_notification(NSNotificationCenter.defaultCenter, NSApplicationDidChangeScreenParametersNotification,
+                              std::move(changed));
 }
 
 }  // namespace kolvo::platform

@@ -1,6 +1,7 @@
 #import <Foundation/Foundation.h>
 
 #include "platform/mac/mac_adapters.hpp"
+#include "platform/mac/notification_subscription.hpp"
 
 namespace kolvo::platform {
 
@@ -13,15 +14,8 @@ bool MacSystemAppearance::is_dark() const {
 }
 
 core::Subscription MacSystemAppearance::observe_theme_changes(std::function<void()> changed) {
-  auto callback = std::make_shared<std::function<void()>>(std::move(changed));
-  id token = [NSDistributedNotificationCenter.defaultCenter
-      addObserverForName:@"AppleInterfaceThemeChangedNotification"
-                  object:nil
-                   queue:NSOperationQueue.mainQueue
-              usingBlock:^(NSNotification*) {
-                (*callback)();
-              }];
-  return core::Subscription([token] { [NSDistributedNotificationCenter.defaultCenter removeObserver:token]; });
+  return observe_notification(NSDistributedNotificationCenter.defaultCenter, @"AppleInterfaceThemeChangedNotification",
+                              std::move(changed));
 }
 
 }  // namespace kolvo::platform
