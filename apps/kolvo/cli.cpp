@@ -21,6 +21,9 @@ constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
                             every display's Dock: calibration, detection, trigger areas
   dock calibrate --display KEY --rect X,Y,W,H --position bottom|left|right [--sim FILE]
                             save a calibration for a display
+  pointer [--json] [--sim FILE]
+                            replay an 'x y t' pointer trace from standard input and print
+                            what the panels would do, and when
   help                      this text
 )";
 
@@ -55,6 +58,7 @@ int run(int argc, char** argv) {
   if (command == "settings") return run_settings(std::move(arguments));
   if (command == "diagnostics") return run_diagnostics(std::move(arguments));
   if (command == "dock") return run_dock(std::move(arguments));
+  if (command == "pointer") return run_pointer(std::move(arguments));
   return fail(kExitUsage, "'" + command + "' is not a kolvo command; run 'kolvo help' for the list.");
 }
 

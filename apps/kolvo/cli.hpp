@@ -27,5 +27,6 @@ int run_prefs(Arguments arguments);
 int run_settings(Arguments arguments);
 int run_diagnostics(Arguments arguments);
 int run_dock(Arguments arguments);
+int run_pointer(Arguments arguments);
 
 }  // namespace kolvo::host

@@ -26,6 +26,21 @@ void HeadlessShell::show_onboarding_window() {
   sink_("onboarding window: " + std::string(ui::OnboardingWindowSpec::kTitle));
 }
 
+std::shared_ptr<hidden_dock::OverlayWindowManager> HeadlessComponents::make_overlay_window_manager() {
+  overlay_ = std::make_shared<sim::SimulatedOverlayWindowManager>(overlay_sink_);
+  return overlay_;
+}
+
+std::shared_ptr<core::HoverMonitorControl> HeadlessComponents::make_hover_monitor(
+    std::weak_ptr<hidden_dock::OverlayWindowManager> manager) {
+  auto monitor = std::make_shared<hidden_dock::HoverMonitor>(main_, std::move(manager), *overlay_, hidden_dock_.zones());
+  std::weak_ptr<hidden_dock::HoverMonitor> weak = monitor;
+  overlay_->set_recompute_hook([weak] {
+    if (auto m = weak.lock()) m->rebuild_zones();
+  });
+  return monitor;
+}
+
 std::shared_ptr<core::DockRectRefreshControl> HeadlessComponents::make_dock_rect_refresh_controller(
     std::weak_ptr<hidden_dock::OverlayWindowManager> manager) {
   std::shared_ptr<geometry::DockRectRefreshController> controller =

@@ -7,7 +7,9 @@
 
 #include "core/app_ports.hpp"
 #include "geometry/dock_services.hpp"
+#include "hidden_dock/hidden_dock_services.hpp"
 #include "platform/sim/simulated_mac.hpp"
+#include "platform/sim/simulated_overlay.hpp"
 
 namespace kolvo::host {
 
@@ -48,17 +50,14 @@ class HeadlessShell final : public core::AppShell {
 // nullptr and the delegate runs without them.
 class HeadlessComponents final : public core::AppComponents {
  public:
-  HeadlessComponents(LineSink overlay_sink, geometry::DockServices& dock)
-      : overlay_sink_(std::move(overlay_sink)), dock_(dock) {}
+  HeadlessComponents(LineSink overlay_sink, core::Executor& main, geometry::DockServices& dock,
+                     hidden_dock::HiddenDockServices& hidden_dock)
+      : overlay_sink_(std::move(overlay_sink)), main_(main), dock_(dock), hidden_dock_(hidden_dock) {}
 
   std::shared_ptr<core::FocusedApplicationMonitor> make_focused_application_monitor() override { return nullptr; }
-  std::shared_ptr<hidden_dock::OverlayWindowManager> make_overlay_window_manager() override {
-    return std::make_shared<sim::SimulatedOverlayWindowManager>(overlay_sink_);
-  }
+  std::shared_ptr<hidden_dock::OverlayWindowManager> make_overlay_window_manager() override;
   std::shared_ptr<core::HoverMonitorControl> make_hover_monitor(
-      std::weak_ptr<hidden_dock::OverlayWindowManager>) override {
-    return nullptr;
-  }
+      std::weak_ptr<hidden_dock::OverlayWindowManager> manager) override;
   void install_pointer_monitors(std::weak_ptr<core::HoverMonitorControl>) override {}
   std::shared_ptr<core::DockRectRefreshControl> make_dock_rect_refresh_controller(
       std::weak_ptr<hidden_dock::OverlayWindowManager> manager) override;
@@ -66,7 +65,10 @@ class HeadlessComponents final : public core::AppComponents {
 
  private:
   LineSink overlay_sink_;
+  core::Executor& main_;
   geometry::DockServices& dock_;
+  hidden_dock::HiddenDockServices& hidden_dock_;
+  std::shared_ptr<sim::SimulatedOverlayWindowManager> overlay_;
   std::function<void()> timer_reveal_;
 };
 

@@ -40,6 +40,15 @@ HostRuntime::HostRuntime(Mode mode, platform::HostPorts ports)
       launch_at_login_(*ports_.login_items),
       dock_(dock_environment(ports_), *prefs_, center_, loop_, log_, settings_.alignment(), wall_clock_) {}
 
+hidden_dock::HiddenDockServices& HostRuntime::hidden_dock() {
+  if (!hidden_dock_) {
+    // The headless host has no frontmost application, so no profile applies.
+    hidden_dock_ = std::make_unique<hidden_dock::HiddenDockServices>(*prefs_, *ports_.applications, log_, settings_,
+                                                                     dock_, [] { return std::nullopt; });
+  }
+  return *hidden_dock_;
+}
+
 core::DiagnosticsInput HostRuntime::diagnostics_input() {
   const auto& process = *ports_.process;
   core::DiagnosticsInput input;

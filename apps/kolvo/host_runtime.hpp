@@ -13,6 +13,7 @@
 #include "core/notification_center.hpp"
 #include "core/settings.hpp"
 #include "geometry/dock_services.hpp"
+#include "hidden_dock/hidden_dock_services.hpp"
 #include "platform/host_environment.hpp"
 
 namespace kolvo::host {
@@ -37,6 +38,8 @@ class HostRuntime {
   core::PreferenceStore& prefs() { return *prefs_; }
   core::LaunchAtLoginManager& launch_at_login() { return launch_at_login_; }
   geometry::DockServices& dock() { return dock_; }
+  // Created on first use: loading the app stores reads the installed applications.
+  hidden_dock::HiddenDockServices& hidden_dock();
   const core::WallClock& clock() const { return wall_clock_; }
 
   core::DiagnosticsInput diagnostics_input();
@@ -54,6 +57,7 @@ class HostRuntime {
   core::Settings settings_;
   core::LaunchAtLoginManager launch_at_login_;
   geometry::DockServices dock_;
+  std::unique_ptr<hidden_dock::HiddenDockServices> hidden_dock_;
 };
 
 // Takes "--sim FILE" out of the arguments and builds the runtime; null after printing a

@@ -31,7 +31,7 @@ int run_serve(Arguments arguments) {
   };
 
   HeadlessShell shell(report("Host"), quit);
-  HeadlessComponents components(report("Overlay"), runtime.dock());
+  HeadlessComponents components(report("Overlay"), runtime.loop(), runtime.dock(), runtime.hidden_dock());
   delegate = std::make_unique<core::AppDelegate>(core::AppDelegatePorts{
       shell, components, runtime.launch_at_login(), runtime.settings(), runtime.center(), runtime.loop(),
       runtime.log(), *runtime.ports().process, print, nullptr});

@@ -11,6 +11,7 @@
 #include "geometry/dock_services.hpp"
 #include "platform/mac/mac_adapters.hpp"
 #include "platform/sim/simulated_mac.hpp"
+#include "platform/sim/simulated_overlay.hpp"
 
 namespace kolvo::mac {
 

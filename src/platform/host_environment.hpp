@@ -10,6 +10,7 @@
 #include "core/preference_store.hpp"
 #include "core/system_ports.hpp"
 #include "geometry/screens_port.hpp"
+#include "hidden_dock/kolvo_app_item.hpp"
 
 namespace kolvo::platform {
 
@@ -32,6 +33,7 @@ struct HostPorts {
   geometry::ScreensPort* screens = nullptr;
   geometry::RunningApplicationsPort* running = nullptr;
   geometry::AccessibilityElementReader* elements = nullptr;
+  hidden_dock::ApplicationCatalog* applications = nullptr;
   // "com.apple.dock"; null when it cannot be opened.
   const core::PreferenceStore* dock_domain = nullptr;
   // Where the preferences live, for messages ("~/.config/kolvo/preferences.json").

@@ -65,7 +65,15 @@ class RecordingOverlay final : public hidden_dock::OverlayWindowManager {
     last = side;
     r_(std::string("dock ") + (side == hidden_dock::DockSide::left ? "left" : "right") + (pinned ? " pinned" : ""));
   }
+  void hide_hidden_dock() override { r_("hide dock"); }
+  bool is_hidden_dock_visible() const override { return false; }
+  bool is_hidden_dock_pinned() const override { return false; }
   hidden_dock::DockSide last_open_side() const override { return last; }
+  void show_slider(hidden_dock::DockSide, core::EdgeMode) override {}
+  void hide_slider() override {}
+  void show_dial(core::Corner, core::CornerControlMode) override {}
+  void hide_dial() override {}
+  void set_pressure_cue_visible(bool, hidden_dock::DockSide) override {}
   void close_all_panels() override { r_("close panels"); }
   std::optional<geometry::ScreenInfo> active_screen() const override { return std::nullopt; }
   void recompute_geometry() override { r_("recompute"); }

@@ -11,12 +11,12 @@
 #include "core/observable.hpp"
 #include "core/serial_queue.hpp"
 #include "core/timers.hpp"
-#include "support/manual_executor.hpp"
+#include "core/manual_executor.hpp"
 
 namespace kolvo::core {
 namespace {
 
-using testing::ManualExecutor;
+
 
 TEST(Timer, FiresOnceAtItsDelayAndRestartReplacesThePendingShot) {
   ManualExecutor executor;

@@ -9,7 +9,7 @@
 #include "core/preference_store.hpp"
 #include "core/settings.hpp"
 #include "platform/sim/simulated_mac.hpp"
-#include "support/manual_executor.hpp"
+#include "core/manual_executor.hpp"
 
 namespace kolvo::testing {
 
@@ -24,7 +24,7 @@ class FixedWallClock final : public core::WallClock {
 struct SettingsFixture {
   core::MemoryPreferenceStore prefs;
   core::NotificationCenter center;
-  ManualExecutor executor;
+  core::ManualExecutor executor;
   FixedWallClock clock;
   core::DiagnosticsLog log{clock, core::DiagnosticsLog::silent()};
   sim::SimulatedMac mac;

@@ -37,6 +37,7 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
   ports.screens = machine->desktop.get();
   ports.running = machine->desktop.get();
   ports.elements = machine->desktop.get();
+  ports.applications = machine->desktop.get();
   ports.dock_domain = machine->desktop->dock_domain();
   ports.owner = std::move(machine);
   return {std::move(ports), {}};

@@ -157,6 +157,31 @@ SimulatedLayout SimulatedLayout::built_in() {
   dock.title = "Dock";
   dock.children.push_back(list);
   layout.dock_accessibility = dock;
+  const std::vector<std::pair<const char*, const char*>> installed = {
+      {"/System/Library/CoreServices/Finder.app", "com.apple.finder"},
+      {"/Applications/Safari.app", "com.apple.Safari"},
+      {"/System/Applications/Mail.app", "com.apple.mail"},
+      {"/System/Applications/Messages.app", "com.apple.MobileSMS"},
+      {"/System/Applications/Calendar.app", "com.apple.iCal"},
+      {"/System/Applications/Maps.app", "com.apple.Maps"},
+      {"/System/Applications/Photos.app", "com.apple.Photos"},
+      {"/System/Applications/Music.app", "com.apple.Music"},
+      {"/System/Applications/Notes.app", "com.apple.Notes"},
+      {"/System/Applications/Reminders.app", "com.apple.reminders"},
+      {"/System/Applications/FaceTime.app", "com.apple.FaceTime"},
+      {"/System/Applications/App Store.app", "com.apple.AppStore"},
+      {"/System/Applications/System Settings.app", "com.apple.systempreferences"},
+      {"/System/Applications/Preview.app", "com.apple.Preview"},
+      {"/System/Applications/TextEdit.app", "com.apple.TextEdit"},
+      {"/System/Applications/Calculator.app", "com.apple.calculator"},
+      {"/System/Applications/Utilities/Terminal.app", "com.apple.Terminal"},
+      {"/System/Applications/Utilities/Activity Monitor.app", "com.apple.ActivityMonitor"},
+      {"/System/Applications/Contacts.app", "com.apple.Contacts"},
+  };
+  for (const auto& [path, id] : installed) {
+    const std::string name = std::string(path).substr(std::string(path).rfind('/') + 1);
+    layout.installed_applications.push_back({path, id, name});
+  }
   return layout;
 }
 
@@ -226,6 +251,23 @@ std::optional<SimulatedLayout> parse_layout(const std::string& text, std::string
     }
   }
 
+  if (document.contains("installedApplications")) {
+    const auto& apps = document["installedApplications"];
+    if (!apps.is_array()) return fail("installedApplications", "expected an array"), std::nullopt;
+    for (std::size_t i = 0; i < apps.size(); ++i) {
+      const std::string where = "installedApplications[" + std::to_string(i) + "]";
+      core::JsonReader r(apps[i], where);
+      hidden_dock::InstalledApplication app;
+      app.path = hidden_dock::standardized_path(r.string("path"));
+      app.bundle_identifier = r.optional_string("bundleID");
+      app.display_name = r.optional_string("name").value_or(app.path.substr(app.path.rfind('/') + 1));
+      if (!r.ok()) return fail(where, r.error()), std::nullopt;
+      layout.installed_applications.push_back(std::move(app));
+    }
+  } else {
+    layout.installed_applications = SimulatedLayout::built_in().installed_applications;
+  }
+
   if (document.contains("dockAccessibility") && !document["dockAccessibility"].is_null()) {
     SimulatedElement root;
     if (!parse_element(document["dockAccessibility"], "dockAccessibility", layout.screens.front().frame.max_y(), root,
@@ -274,6 +316,35 @@ std::unique_ptr<geometry::AccessibilityElement> SimulatedDesktop::application(st
                                    [pid](const auto& app) { return app.pid == pid && app.bundle_id == "com.apple.dock"; });
   if (!is_dock || !layout_.dock_accessibility) return nullptr;
   return std::make_unique<ElementView>(*layout_.dock_accessibility);
+}
+
+std::vector<hidden_dock::InstalledApplication> SimulatedDesktop::applications_in(
+    const std::vector<std::string>& folders) const {
+  std::vector<hidden_dock::InstalledApplication> found;
+  for (const std::string& folder : folders) {
+    for (const auto& app : layout_.installed_applications) {
+      if (app.path.rfind(folder + "/", 0) == 0 && app.path.find('/', folder.size() + 1) == std::string::npos) {
+        found.push_back(app);
+      }
+    }
+  }
+  return found;
+}
+
+std::optional<hidden_dock::InstalledApplication> SimulatedDesktop::application_with_bundle_id(
+    const std::string& bundle_id) const {
+  for (const auto& app : layout_.installed_applications) {
+    if (app.bundle_identifier == bundle_id) return app;
+  }
+  return std::nullopt;
+}
+
+std::optional<hidden_dock::InstalledApplication> SimulatedDesktop::application_at(const std::string& path) const {
+  const std::string wanted = hidden_dock::standardized_path(path);
+  for (const auto& app : layout_.installed_applications) {
+    if (app.path == wanted) return app;
+  }
+  return std::nullopt;
 }
 
 void SimulatedDesktop::set_screens(std::vector<geometry::ScreenInfo> screens) {

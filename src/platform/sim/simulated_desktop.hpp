@@ -10,6 +10,7 @@
 #include "core/observable.hpp"
 #include "core/preference_store.hpp"
 #include "geometry/screens_port.hpp"
+#include "hidden_dock/kolvo_app_item.hpp"
 
 namespace kolvo::sim {
 
@@ -30,6 +31,7 @@ struct SimulatedLayout {
   std::vector<geometry::RunningApplication> running_applications;
   std::optional<bool> accessibility_trusted;
   std::optional<SimulatedElement> dock_accessibility;
+  std::vector<hidden_dock::InstalledApplication> installed_applications;
 
   // One 1512 × 982 point display with a bottom Dock of 48-point tiles.
   static SimulatedLayout built_in();
@@ -43,7 +45,8 @@ std::optional<SimulatedLayout> load_layout(const std::optional<std::string>& pat
 // The layout served through the geometry ports.
 class SimulatedDesktop final : public geometry::ScreensPort,
                                public geometry::RunningApplicationsPort,
-                               public geometry::AccessibilityElementReader {
+                               public geometry::AccessibilityElementReader,
+                               public hidden_dock::ApplicationCatalog {
  public:
   explicit SimulatedDesktop(SimulatedLayout layout);
 
@@ -59,6 +62,10 @@ class SimulatedDesktop final : public geometry::ScreensPort,
   [[nodiscard]] core::Subscription observe_terminations(std::function<void()> terminated) const override;
 
   std::unique_ptr<geometry::AccessibilityElement> application(std::int64_t pid) const override;
+
+  std::vector<hidden_dock::InstalledApplication> applications_in(const std::vector<std::string>& folders) const override;
+  std::optional<hidden_dock::InstalledApplication> application_with_bundle_id(const std::string& bundle_id) const override;
+  std::optional<hidden_dock::InstalledApplication> application_at(const std::string& path) const override;
 
   // The Dock's preference domain, or null when the layout says it cannot be opened.
   const core::PreferenceStore* dock_domain() const { return dock_domain_ ? &*dock_domain_ : nullptr; }

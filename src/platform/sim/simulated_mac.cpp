@@ -57,17 +57,4 @@ std::optional<std::string> SimulatedMac::unregister_main_app() {
   return std::nullopt;
 }
 
-void SimulatedOverlayWindowManager::show_hidden_dock(hidden_dock::DockSide side, bool pinned) {
-  last_side_ = side;
-  std::string line = side == hidden_dock::DockSide::left ? "open hidden dock left" : "open hidden dock right";
-  if (pinned) line += " pinned";
-  sink_(line);
-}
-
-void SimulatedOverlayWindowManager::start_calibration(std::function<void()> completed) {
-  // The headless host has no calibration window; calibrating there is a command of its own.
-  sink_("calibration unavailable without a screen");
-  completed();
-}
-
 }  // namespace kolvo::sim

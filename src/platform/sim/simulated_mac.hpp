@@ -11,7 +11,6 @@
 #include "core/app_ports.hpp"
 #include "core/launch_at_login_manager.hpp"
 #include "core/system_ports.hpp"
-#include "hidden_dock/overlay_window_manager.hpp"
 
 namespace kolvo::sim {
 
@@ -69,26 +68,6 @@ class SimulatedMac final : public core::AccessibilityTrust,
   double output_volume_ = 0.5;
   std::vector<SoundPlay> sound_plays_;
   core::LoginItemStatus login_status_ = core::LoginItemStatus::notRegistered;
-};
-
-// The panels at the edges and corners, reduced to lines saying what would be shown.
-class SimulatedOverlayWindowManager final : public hidden_dock::OverlayWindowManager {
- public:
-  using Sink = std::function<void(std::string_view action)>;
-  explicit SimulatedOverlayWindowManager(Sink sink) : sink_(std::move(sink)) {}
-
-  void show_hidden_dock(hidden_dock::DockSide side, bool pinned) override;
-  hidden_dock::DockSide last_open_side() const override { return last_side_; }
-  void close_all_panels() override { sink_("hide"); }
-  std::optional<geometry::ScreenInfo> active_screen() const override { return std::nullopt; }
-  void recompute_geometry() override { sink_("recompute geometry"); }
-  void selected_display_disconnected() override { sink_("selected display disconnected"); }
-  void reveal_timer_control() override { sink_("reveal timer"); }
-  void start_calibration(std::function<void()> completed) override;
-
- private:
-  Sink sink_;
-  hidden_dock::DockSide last_side_ = hidden_dock::DockSide::left;
 };
 
 }  // namespace kolvo::sim

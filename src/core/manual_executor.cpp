@@ -1,19 +1,19 @@
-#include "support/manual_executor.hpp"
+#include "core/manual_executor.hpp"
 
-namespace kolvo::testing {
+namespace kolvo::core {
 
-void ManualExecutor::post(core::Task task) { post_after(core::Duration::zero(), std::move(task)); }
+void ManualExecutor::post(Task task) { post_after(Duration::zero(), std::move(task)); }
 
-core::TaskId ManualExecutor::post_after(core::Duration delay, core::Task task) {
+TaskId ManualExecutor::post_after(Duration delay, Task task) {
   std::lock_guard lock(mutex_);
-  const core::TaskId id = next_id_++;
-  const core::TimePoint due = now_ + std::max(delay, core::Duration::zero());
+  const TaskId id = next_id_++;
+  const TimePoint due = now_ + std::max(delay, Duration::zero());
   tasks_.emplace(Key{due, id}, std::move(task));
   due_by_id_.emplace(id, due);
   return id;
 }
 
-void ManualExecutor::cancel(core::TaskId id) {
+void ManualExecutor::cancel(TaskId id) {
   std::lock_guard lock(mutex_);
   const auto found = due_by_id_.find(id);
   if (found == due_by_id_.end()) return;
@@ -21,13 +21,13 @@ void ManualExecutor::cancel(core::TaskId id) {
   due_by_id_.erase(found);
 }
 
-core::TimePoint ManualExecutor::now() const {
+TimePoint ManualExecutor::now() const {
   std::lock_guard lock(mutex_);
   return now_;
 }
 
-bool ManualExecutor::run_one_due_by(core::TimePoint limit) {
-  core::Task task;
+bool ManualExecutor::run_one_due_by(TimePoint limit) {
+  Task task;
   {
     std::lock_guard lock(mutex_);
     if (tasks_.empty() || tasks_.begin()->first.due > limit) return false;
@@ -46,8 +46,8 @@ void ManualExecutor::run_pending() {
   }
 }
 
-void ManualExecutor::advance(core::Duration by) {
-  const core::TimePoint target = now() + by;
+void ManualExecutor::advance(Duration by) {
+  const TimePoint target = now() + by;
   while (run_one_due_by(target)) {
   }
   std::lock_guard lock(mutex_);
@@ -59,4 +59,4 @@ std::size_t ManualExecutor::pending_count() const {
   return tasks_.size();
 }
 
-}  // namespace kolvo::testing
+}  // namespace kolvo::core

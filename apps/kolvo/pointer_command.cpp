@@ -1,0 +1,86 @@
+#include <cstdio>
+#include <iostream>
+#include <sstream>
+
+#include "cli.hpp"
+#include "core/manual_executor.hpp"
+#include "core/number_text.hpp"
+#include "hidden_dock/hover_monitor.hpp"
+#include "host_runtime.hpp"
+#include "platform/sim/simulated_overlay.hpp"
+
+namespace kolvo::host {
+namespace {
+
+// After the last move, pending hides and reveals still happen; this covers the longest.
+constexpr double kSettleSeconds = 5.0;
+
+struct Action {
+  double time;
+  std::string text;
+};
+
+std::string format_time(double seconds) {
+  char buffer[32];
+  std::snprintf(buffer, sizeof buffer, "%.3f", seconds);
+  return buffer;
+}
+
+}  // namespace
+
+int run_pointer(Arguments arguments) {
+  const bool json = take_flag(arguments, "--json");
+  auto runtime = open_runtime(arguments, HostRuntime::Mode::read_only);
+  if (!runtime) return kExitFailure;
+  if (!arguments.empty()) return fail(kExitUsage, "'kolvo pointer' takes --json and --sim FILE; the trace comes on standard input.");
+
+  // The real monitor on virtual time, so the same trace always gives the same actions.
+  core::ManualExecutor clock;
+  const core::TimePoint start = clock.now();
+  std::vector<Action> actions;
+  auto overlay = std::make_shared<sim::SimulatedOverlayWindowManager>([&](std::string_view action) {
+    actions.push_back({std::chrono::duration<double>(clock.now() - start).count(), std::string(action)});
+  });
+  hidden_dock::HoverMonitor monitor(clock, overlay, *overlay, runtime->hidden_dock().zones());
+
+  std::string line;
+  int number = 0;
+  double previous = 0;
+  while (std::getline(std::cin, line)) {
+    ++number;
+    const auto hash = line.find('#');
+    if (hash != std::string::npos) line.erase(hash);
+    std::istringstream words(line);
+    std::vector<std::string> fields;
+    for (std::string word; words >> word;) fields.push_back(word);
+    if (fields.empty()) continue;
+    std::optional<double> x, y, t;
+    if (fields.size() == 3) {
+      x = core::parse_real(fields[0]);
+      y = core::parse_real(fields[1]);
+      t = core::parse_real(fields[2]);
+    }
+    if (!x || !y || !t) {
+      return fail(kExitUsage, "Line " + std::to_string(number) + " is not 'x y t' (three numbers): '" + line + "'.");
+    }
+    if (*t < previous) {
+      return fail(kExitUsage, "Line " + std::to_string(number) + " goes back in time (" + fields[2] + " after " +
+                                  core::shortest_real_text(previous) + ").");
+    }
+    clock.advance(core::seconds(*t - previous));
+    previous = *t;
+    monitor.pointer_moved({*x, *y});
+  }
+  clock.advance(core::seconds(kSettleSeconds));
+
+  if (json) {
+    auto out = nlohmann::ordered_json::array();
+    for (const Action& action : actions) out.push_back({{"time", action.time}, {"action", action.text}});
+    std::cout << out.dump(2) << '\n';
+  } else {
+    for (const Action& action : actions) std::cout << format_time(action.time) << ' ' << action.text << '\n';
+  }
+  return 0;
+}
+
+}  // namespace kolvo::host

@@ -1,0 +1,49 @@
+#include "platform/sim/simulated_overlay.hpp"
+
+#include <string>
+
+namespace kolvo::sim {
+namespace {
+
+const char* side_word(hidden_dock::DockSide side) { return side == hidden_dock::DockSide::left ? "left" : "right"; }
+
+}  // namespace
+
+void SimulatedOverlayWindowManager::show_hidden_dock(hidden_dock::DockSide side, bool pinned) {
+  dock_visible_ = true;
+  dock_pinned_ = pinned;
+  last_side_ = side;
+  sink_(std::string("open hidden dock ") + side_word(side) + (pinned ? " pinned" : ""));
+}
+
+void SimulatedOverlayWindowManager::hide_hidden_dock() {
+  dock_visible_ = false;
+  dock_pinned_ = false;
+  sink_("hide");
+}
+
+void SimulatedOverlayWindowManager::show_slider(hidden_dock::DockSide side, core::EdgeMode mode) {
+  sink_(std::string("show slider ") + side_word(side) + " " + std::string(core::to_string(mode)));
+}
+
+void SimulatedOverlayWindowManager::show_dial(core::Corner corner, core::CornerControlMode) {
+  sink_("show dial " + std::string(core::to_string(corner)));
+}
+
+void SimulatedOverlayWindowManager::set_pressure_cue_visible(bool visible, hidden_dock::DockSide) {
+  sink_(visible ? "pressure cue" : "hide pressure cue");
+}
+
+void SimulatedOverlayWindowManager::close_all_panels() {
+  dock_visible_ = false;
+  dock_pinned_ = false;
+  sink_("hide all");
+}
+
+void SimulatedOverlayWindowManager::start_calibration(std::function<void()> completed) {
+  // The headless host has no calibration window; `kolvo dock calibrate` does it instead.
+  sink_("calibration unavailable without a screen");
+  completed();
+}
+
+}  // namespace kolvo::sim
