@@ -116,8 +116,11 @@ void HoverMonitor::open_side(Side side, OverlayWindowManager& manager) {
     }
     return;
   }
-  auto manager_state = manager_.lock();
-  if (open_side_ == side && manager_state && manager_state->is_hidden_dock_visible()) return;  // already open there
+  // Already open on this side, whoever opened it (a pinned one stays pinned).
+  if (manager.is_hidden_dock_visible() && manager.last_open_side() == side) {
+    open_side_ = side;
+    return;
+  }
   if (!settings.pressure_mode) {
     zones_.hidden_dock_opening();
     open_side_ = side;
