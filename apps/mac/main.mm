@@ -9,6 +9,7 @@
 #include "core/notification_center.hpp"
 #include "core/settings.hpp"
 #include "geometry/dock_services.hpp"
+#include "hidden_dock/hidden_dock_services.hpp"
 #include "platform/mac/mac_adapters.hpp"
 #include "platform/sim/simulated_mac.hpp"
 #include "platform/sim/simulated_overlay.hpp"
@@ -19,20 +20,28 @@ namespace kolvo::mac {
 // answer nullptr; the panels are logged until their AppKit windows exist.
 class MacComponents final : public core::AppComponents {
  public:
-  MacComponents(core::DiagnosticsLog& log, geometry::DockServices& dock) : log_(log), dock_(dock) {}
+  MacComponents(core::Executor& main, core::DiagnosticsLog& log, geometry::DockServices& dock,
+                hidden_dock::HiddenDockServices& hidden_dock)
+      : main_(main), log_(log), dock_(dock), hidden_dock_(hidden_dock) {}
 
   std::shared_ptr<core::FocusedApplicationMonitor> make_focused_application_monitor() override {
-    return std::make_shared<platform::MacFocusedApplicationMonitor>();
+    focused_ = std::make_shared<platform::MacFocusedApplicationMonitor>();
+    return focused_;
   }
   std::shared_ptr<hidden_dock::OverlayWindowManager> make_overlay_window_manager() override {
     core::DiagnosticsLog* log = &log_;
     return std::make_shared<sim::SimulatedOverlayWindowManager>(
         [log](std::string_view action) { log->record("Overlay", action); });
   }
-  std::shared_ptr<core::HoverMonitorControl> make_hover_monitor(std::weak_ptr<hidden_dock::OverlayWindowManager>) override {
-    return nullptr;
+  std::shared_ptr<core::HoverMonitorControl> make_hover_monitor(
+      std::weak_ptr<hidden_dock::OverlayWindowManager> manager) override {
+    auto monitor = std::make_shared<hidden_dock::HoverMonitor>(main_, std::move(manager), haptics_, hidden_dock_.zones());
+    pointer_monitors_ = std::make_shared<platform::MacHoverMonitor>(std::move(monitor));
+    return pointer_monitors_;
   }
-  void install_pointer_monitors(std::weak_ptr<core::HoverMonitorControl>) override {}
+  void install_pointer_monitors(std::weak_ptr<core::HoverMonitorControl>) override {
+    if (pointer_monitors_) pointer_monitors_->install();
+  }
   std::shared_ptr<core::DockRectRefreshControl> make_dock_rect_refresh_controller(
       std::weak_ptr<hidden_dock::OverlayWindowManager> manager) override {
     std::shared_ptr<geometry::DockRectRefreshController> controller =
@@ -43,8 +52,13 @@ class MacComponents final : public core::AppComponents {
   void set_timer_completion_reveal(std::function<void()> reveal) override { timer_reveal_ = std::move(reveal); }
 
  private:
+  core::Executor& main_;
   core::DiagnosticsLog& log_;
   geometry::DockServices& dock_;
+  hidden_dock::HiddenDockServices& hidden_dock_;
+  platform::MacHaptics haptics_;
+  std::shared_ptr<platform::MacFocusedApplicationMonitor> focused_;
+  std::shared_ptr<platform::MacHoverMonitor> pointer_monitors_;
   std::function<void()> timer_reveal_;
 };
 
@@ -62,8 +76,13 @@ struct MacRuntime {
   geometry::DockServices dock{geometry::DockEnvironment{*ports.screens, ports.dock_domain, *ports.running,
                                                         *ports.accessibility, *ports.elements},
                               *ports.prefs, center, executor, log, settings.alignment(), clock};
+  std::shared_ptr<core::FocusedApplicationMonitor> focused;
+  hidden_dock::HiddenDockServices hidden_dock{*ports.prefs, *ports.applications, log, settings, dock,
+                                              [this]() -> std::optional<std::string> {
+                                                return focused ? focused->frontmost_bundle_id() : std::nullopt;
+                                              }};
   MacAppShell shell;
-  MacComponents components{log, dock};
+  MacComponents components{executor, log, dock, hidden_dock};
   core::AppDelegate delegate{core::AppDelegatePorts{
       shell, components, launch_at_login, settings, center, executor, log, *ports.process,
       [](std::string_view line) { std::cout << line << std::endl; }, nullptr}};

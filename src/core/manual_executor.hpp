@@ -33,7 +33,7 @@ class ManualExecutor final : public Executor {
   struct Key {
     TimePoint due;
     TaskId id;
-    auto operator<=>(const Key&) const = default;
+    bool operator<(const Key& other) const { return due != other.due ? due < other.due : id < other.id; }
   };
   bool run_one_due_by(TimePoint limit);
 

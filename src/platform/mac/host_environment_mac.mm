@@ -23,6 +23,7 @@ struct MacHost {
   MacScreens screens;
   MacRunningApplications running;
   MacAccessibilityElements elements;
+  MacApplicationCatalog applications;
   MacPreferenceStore dock_domain{"com.apple.dock"};
   std::unique_ptr<sim::SimulatedDesktop> simulated;
 };
@@ -69,6 +70,7 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
   ports.screens = &host->screens;
   ports.running = &host->running;
   ports.elements = &host->elements;
+  ports.applications = &host->applications;
   ports.dock_domain = &host->dock_domain;
   if (options.sim_layout) {
     // A layout file stands in for this Mac's displays, Dock and applications.
@@ -79,6 +81,7 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
     ports.screens = host->simulated.get();
     ports.running = host->simulated.get();
     ports.elements = host->simulated.get();
+    ports.applications = host->simulated.get();
     ports.dock_domain = host->simulated->dock_domain();
   }
   ports.prefs = std::make_unique<MacPreferenceStore>(identity.bundle_id);

@@ -11,6 +11,9 @@
 #include "core/launch_at_login_manager.hpp"
 #include "core/preference_store.hpp"
 #include "core/system_ports.hpp"
+#include "hidden_dock/dock_expansion_gesture.hpp"
+#include "hidden_dock/hover_monitor.hpp"
+#include "hidden_dock/kolvo_app_item.hpp"
 #include "platform/host_environment.hpp"
 
 namespace kolvo::platform {
@@ -136,6 +139,52 @@ class MacRunningApplications final : public geometry::RunningApplicationsPort {
 class MacAccessibilityElements final : public geometry::AccessibilityElementReader {
  public:
   std::unique_ptr<geometry::AccessibilityElement> application(std::int64_t pid) const override;
+};
+
+// NSWorkspace, NSBundle and NSFileManager: where applications are and what they are called.
+class MacApplicationCatalog final : public hidden_dock::ApplicationCatalog {
+ public:
+  std::vector<hidden_dock::InstalledApplication> applications_in(const std::vector<std::string>& folders) const override;
+  std::optional<hidden_dock::InstalledApplication> application_with_bundle_id(const std::string& bundle_id) const override;
+  std::optional<hidden_dock::InstalledApplication> application_at(const std::string& path) const override;
+};
+
+// NSHapticFeedbackManager's default performer.
+class MacHaptics final : public hidden_dock::HapticPerformer {
+ public:
+  void perform_alignment() override;
+};
+
+// The pointer monitor with its global and local event monitors for pointer moves and left
+// drags; stopping removes them.
+class MacHoverMonitor final : public core::HoverMonitorControl {
+ public:
+  explicit MacHoverMonitor(std::shared_ptr<hidden_dock::HoverMonitor> monitor);
+  ~MacHoverMonitor() override;
+  // Installs the global and local monitors.
+  void install();
+  void set_menu_open(bool open) override { monitor_->set_menu_open(open); }
+  void stop() override;
+  hidden_dock::HoverMonitor& monitor() { return *monitor_; }
+
+ private:
+  struct Monitors;
+  std::shared_ptr<hidden_dock::HoverMonitor> monitor_;
+  std::unique_ptr<Monitors> monitors_;
+};
+
+// The application-local monitor (left down, up, dragged and scroll wheel: mask 0x400046) that
+// feeds the expansion gesture of the Hidden Dock's view. `anchor_view` is an NSView.
+class MacExpansionGestureMonitor {
+ public:
+  MacExpansionGestureMonitor(void* anchor_view, hidden_dock::DockExpansionGesture gesture);
+  ~MacExpansionGestureMonitor();
+  MacExpansionGestureMonitor(const MacExpansionGestureMonitor&) = delete;
+  MacExpansionGestureMonitor& operator=(const MacExpansionGestureMonitor&) = delete;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace kolvo::platform
