@@ -21,7 +21,7 @@ constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
                             every display's Dock: calibration, detection, trigger areas
   dock calibrate --display KEY --rect X,Y,W,H --position bottom|left|right [--sim FILE]
                             save a calibration for a display
-  pointer [--json] [--sim FILE]
+  pointer [--json] [--sim FILE] [--frontmost BUNDLE_ID]
                             replay an 'x y t' pointer trace from standard input and print
                             what the panels would do, and when
   help                      this text

@@ -42,9 +42,10 @@ HostRuntime::HostRuntime(Mode mode, platform::HostPorts ports)
 
 hidden_dock::HiddenDockServices& HostRuntime::hidden_dock() {
   if (!hidden_dock_) {
-    // The headless host has no frontmost application, so no profile applies.
-    hidden_dock_ = std::make_unique<hidden_dock::HiddenDockServices>(*prefs_, *ports_.applications, log_, settings_,
-                                                                     dock_, [] { return std::nullopt; });
+    core::FocusedApplicationMonitor* focused = ports_.focused_application;
+    hidden_dock_ = std::make_unique<hidden_dock::HiddenDockServices>(
+        *prefs_, *ports_.applications, log_, settings_, dock_,
+        [focused] { return focused ? focused->frontmost_bundle_id() : std::nullopt; });
   }
   return *hidden_dock_;
 }
@@ -64,15 +65,21 @@ core::DiagnosticsInput HostRuntime::diagnostics_input() {
 }
 
 bool take_host_options(std::vector<std::string>& arguments, platform::HostOptions& options, std::string& error) {
-  const auto found = std::find(arguments.begin(), arguments.end(), "--sim");
-  if (found == arguments.end()) return true;
-  if (found + 1 == arguments.end()) {
-    error = "--sim needs a layout file.";
-    return false;
-  }
-  options.sim_layout = *(found + 1);
-  arguments.erase(found, found + 2);
-  return true;
+  auto take = [&](std::string_view flag, const char* what) -> std::optional<std::string> {
+    const auto found = std::find(arguments.begin(), arguments.end(), flag);
+    if (found == arguments.end()) return std::nullopt;
+    if (found + 1 == arguments.end()) {
+      error = std::string(flag) + " needs " + what + ".";
+      arguments.erase(found);
+      return std::nullopt;
+    }
+    std::string value = *(found + 1);
+    arguments.erase(found, found + 2);
+    return value;
+  };
+  if (auto layout = take("--sim", "a layout file")) options.sim_layout = *layout;
+  if (auto frontmost = take("--frontmost", "a bundle identifier")) options.frontmost = *frontmost;
+  return error.empty();
 }
 
 }  // namespace kolvo::host

@@ -64,7 +64,7 @@ class HostRuntime {
 // sentence when that fails.
 std::unique_ptr<HostRuntime> open_runtime(std::vector<std::string>& arguments, HostRuntime::Mode mode);
 
-// Takes "--sim FILE" out of the arguments. False, with `error` set, when FILE is missing.
+// Takes "--sim FILE" and "--frontmost BUNDLE_ID" out of the arguments. False, with `error` set, when FILE is missing.
 bool take_host_options(std::vector<std::string>& arguments, platform::HostOptions& options, std::string& error);
 
 }  // namespace kolvo::host

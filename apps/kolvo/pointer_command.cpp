@@ -32,7 +32,7 @@ int run_pointer(Arguments arguments) {
   const bool json = take_flag(arguments, "--json");
   auto runtime = open_runtime(arguments, HostRuntime::Mode::read_only);
   if (!runtime) return kExitFailure;
-  if (!arguments.empty()) return fail(kExitUsage, "'kolvo pointer' takes --json and --sim FILE; the trace comes on standard input.");
+  if (!arguments.empty()) return fail(kExitUsage, "'kolvo pointer' takes --json, --sim FILE and --frontmost BUNDLE_ID; the trace comes on standard input.");
 
   // The real monitor on virtual time, so the same trace always gives the same actions.
   core::ManualExecutor clock;

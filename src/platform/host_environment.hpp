@@ -34,6 +34,7 @@ struct HostPorts {
   geometry::RunningApplicationsPort* running = nullptr;
   geometry::AccessibilityElementReader* elements = nullptr;
   hidden_dock::ApplicationCatalog* applications = nullptr;
+  core::FocusedApplicationMonitor* focused_application = nullptr;
   // "com.apple.dock"; null when it cannot be opened.
   const core::PreferenceStore* dock_domain = nullptr;
   // Where the preferences live, for messages ("~/.config/kolvo/preferences.json").
@@ -45,6 +46,8 @@ struct HostPorts {
 struct HostOptions {
   // A simulated desktop to use instead of the machine's: displays, Dock and running apps.
   std::optional<std::filesystem::path> sim_layout;
+  // The application to treat as frontmost, for profiles; overrides the layout's.
+  std::optional<std::string> frontmost;
 };
 
 // Either the ports, or a sentence saying why they could not be made (a layout file that

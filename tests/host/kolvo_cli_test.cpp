@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 
 #include <array>
+#include <csignal>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
@@ -178,6 +179,57 @@ TEST_F(KolvoCli, DockReportsEveryDisplayOfALayoutAndCalibrateSavesThroughTheStor
   const CommandResult broken = kolvo("dock --sim /nonexistent.json");
   EXPECT_EQ(broken.exit_code, 1);
   EXPECT_NE(broken.err.find("cannot be read"), std::string::npos);
+}
+
+}  // namespace
+
+namespace {
+
+CommandResult run_with_input(const std::string& command, const std::string& input, const fs::path& home) {
+  const fs::path in = home / "trace.txt";
+  std::ofstream(in) << input;
+  const fs::path err = home / "stderr.txt";
+  const std::string line = "XDG_CONFIG_HOME='" + (home / "config").string() + "' '" KOLVO_BINARY "' " + command + " <'" +
+                           in.string() + "' 2>'" + err.string() + "'";
+  FILE* pipe = ::popen(line.c_str(), "r");
+  std::string out;
+  std::array<char, 4096> buffer{};
+  std::size_t n;
+  while ((n = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0) out.append(buffer.data(), n);
+  const int status = ::pclose(pipe);
+  std::ifstream e(err);
+  std::stringstream text;
+  text << e.rdbuf();
+  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out, text.str()};
+}
+
+TEST_F(KolvoCli, PointerReplaysATraceAndAProfileOverridesTheEdgesOfItsApp) {
+  // A profile for Photoshop turns its right edge into a volume slider and its top-left corner
+  // into a dial, written in the file's readable JSON form.
+  std::ofstream(prefs_file()) << R"({
+    "com.kolvo.appProfiles": {"$json": [{"id": "5E1F3A2B-0C4D-4E5F-8A9B-0C1D2E3F4A5B", "bundleID": "com.adobe.Photoshop",
+      "appName": "Photoshop", "overridesDockApps": false, "dockApps": [], "overridesSliders": true,
+      "leftEdgeMode": "dock", "rightEdgeMode": "volume", "overridesDials": true,
+      "corners": {"topLeft": "brightness"}}]}
+  })";
+  // Into the right Dock trigger, out, then the top-left corner. The default Dock spans 464 to 1048.
+  const std::string trace = "700 400 0\n1070 30 0.1\n700 400 0.2\n5 980 0.3\n700 400 0.4\n";
+  const auto plain = run_with_input("pointer", trace, home_);
+  ASSERT_EQ(plain.exit_code, 0) << plain.err;
+  EXPECT_EQ(plain.out, "0.100 open hidden dock right\n0.750 hide\n");
+
+  const auto photoshop = run_with_input("pointer --frontmost com.adobe.Photoshop", trace, home_);
+  ASSERT_EQ(photoshop.exit_code, 0) << photoshop.err;
+  EXPECT_EQ(photoshop.out, "0.100 show slider right volume\n0.300 show dial topLeft\n1.400 hide slider\n1.600 hide dial\n");
+
+  const auto json = run_with_input("pointer --json", trace, home_);
+  EXPECT_EQ(nlohmann::json::parse(json.out)[0]["action"], "open hidden dock right");
+
+  const auto bad = run_with_input("pointer", "1 2\n", home_);
+  EXPECT_EQ(bad.exit_code, 2);
+  EXPECT_NE(bad.err.find("Line 1"), std::string::npos);
+  const auto backwards = run_with_input("pointer", "1 2 3\n1 2 1\n", home_);
+  EXPECT_NE(backwards.err.find("goes back in time"), std::string::npos);
 }
 
 }  // namespace

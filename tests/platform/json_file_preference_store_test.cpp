@@ -48,6 +48,8 @@ TEST_F(JsonFilePreferenceStoreTest, EveryPropertyListTypeSurvivesAReopen) {
       {"real", 0.1},
       {"string", "sideways"},
       {"data", core::PreferenceData{0, 1, 254, 255}},
+      {"json data", core::PreferenceData{'{', '"', 'a', '"', ':', '[', '1', '.', '5', ']', '}'}},
+      {"json-looking data", core::PreferenceData{'{', ' ', '}'}},  // not in compact form: stays base64
       {"date", core::PreferenceDate{730900800.25}},
       {"array", PreferenceValue::Array{"a", 1, 2.5}},
       {"dictionary", PreferenceValue::Dictionary{{"k", PreferenceValue::Array{}}}},
@@ -59,6 +61,9 @@ TEST_F(JsonFilePreferenceStoreTest, EveryPropertyListTypeSurvivesAReopen) {
   auto reopened = open();
   for (const auto& [key, value] : values) EXPECT_EQ(reopened.value(key), value) << key;
   EXPECT_TRUE(warnings_.empty());
+  const auto file = nlohmann::ordered_json::parse(read_raw(file_));
+  EXPECT_EQ(file["json data"]["$json"]["a"][0], 1.5);
+  EXPECT_TRUE(file["json-looking data"].contains("$data"));
   EXPECT_FALSE(fs::exists(file_.string() + ".tmp-" + std::to_string(::getpid())));
 }
 

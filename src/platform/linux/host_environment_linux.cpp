@@ -22,6 +22,7 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
   if (!layout) return {std::nullopt, error};
   auto machine = std::make_shared<SimulatedMachine>();
   if (layout->accessibility_trusted) machine->mac.set_accessibility_trusted(*layout->accessibility_trusted);
+  if (options.frontmost) layout->frontmost_application = options.frontmost;
   machine->desktop = std::make_unique<sim::SimulatedDesktop>(std::move(*layout));
 
   auto prefs = std::make_unique<JsonFilePreferenceStore>(JsonFilePreferenceStore::default_path());
@@ -38,6 +39,7 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
   ports.running = machine->desktop.get();
   ports.elements = machine->desktop.get();
   ports.applications = machine->desktop.get();
+  ports.focused_application = machine->desktop.get();
   ports.dock_domain = machine->desktop->dock_domain();
   ports.owner = std::move(machine);
   return {std::move(ports), {}};

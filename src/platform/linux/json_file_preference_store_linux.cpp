@@ -70,7 +70,15 @@ ordered_json to_file_json(const PreferenceValue& value) {
     ordered_json operator()(std::int64_t i) const { return i; }
     ordered_json operator()(double d) const { return d; }
     ordered_json operator()(const std::string& s) const { return s; }
-    ordered_json operator()(const core::PreferenceData& data) const { return {{"$data", core::base64_encode(data)}}; }
+    ordered_json operator()(const core::PreferenceData& data) const {
+      // Data that holds a JSON object or array (calibrations, profiles, slots) is written as
+      // that JSON, so a person can read and edit it; anything else as base64.
+      if (!data.empty() && (data.front() == '{' || data.front() == '[')) {
+        auto json = ordered_json::parse(data.begin(), data.end(), nullptr, /*allow_exceptions=*/false);
+        if (!json.is_discarded() && json.dump() == std::string(data.begin(), data.end())) return {{"$json", json}};
+      }
+      return {{"$data", core::base64_encode(data)}};
+    }
     ordered_json operator()(const core::PreferenceDate& date) const {
       return {{"$date", core::format_iso8601(core::from_seconds_since_2001(date.seconds_since_2001))}};
     }
@@ -113,6 +121,10 @@ std::optional<PreferenceValue> from_file_json(const ordered_json& json) {
         auto bytes = core::base64_decode(json["$data"].get_ref<const std::string&>());
         if (!bytes) return std::nullopt;
         return PreferenceValue(std::move(*bytes));
+      }
+      if (json.size() == 1 && json.contains("$json") && (json["$json"].is_object() || json["$json"].is_array())) {
+        const std::string text = json["$json"].dump();
+        return PreferenceValue(core::PreferenceData(text.begin(), text.end()));
       }
       if (json.size() == 1 && json.contains("$date") && json["$date"].is_string()) {
         const auto time = core::parse_iso8601(json["$date"].get_ref<const std::string&>());

@@ -16,7 +16,8 @@ namespace kolvo::platform {
 //
 //   booleans, numbers, strings and arrays are themselves (a whole real keeps its ".0");
 //   objects are dictionaries;
-//   data is {"$data": "<base64>"} and a date is {"$date": "<ISO 8601>"}.
+//   data is {"$data": "<base64>"}, or {"$json": <object or array>} when it holds JSON;
+//   a date is {"$date": "<ISO 8601>"}.
 //
 // Every write re-reads the file under a lock and changes only its own key, so two processes
 // (the running host and a `kolvo prefs write`) never undo each other, and entries this

@@ -24,6 +24,7 @@ struct MacHost {
   MacRunningApplications running;
   MacAccessibilityElements elements;
   MacApplicationCatalog applications;
+  MacFocusedApplicationMonitor focused;
   MacPreferenceStore dock_domain{"com.apple.dock"};
   std::unique_ptr<sim::SimulatedDesktop> simulated;
 };
@@ -71,6 +72,7 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
   ports.running = &host->running;
   ports.elements = &host->elements;
   ports.applications = &host->applications;
+  ports.focused_application = &host->focused;
   ports.dock_domain = &host->dock_domain;
   if (options.sim_layout) {
     // A layout file stands in for this Mac's displays, Dock and applications.
@@ -82,6 +84,8 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
     ports.running = host->simulated.get();
     ports.elements = host->simulated.get();
     ports.applications = host->simulated.get();
+    if (options.frontmost) host->simulated->set_frontmost_application(options.frontmost);
+    ports.focused_application = host->simulated.get();
     ports.dock_domain = host->simulated->dock_domain();
   }
   ports.prefs = std::make_unique<MacPreferenceStore>(identity.bundle_id);

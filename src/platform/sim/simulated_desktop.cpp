@@ -227,6 +227,7 @@ std::optional<SimulatedLayout> parse_layout(const std::string& text, std::string
     layout.main_screen = 0;
   }
   layout.accessibility_trusted = top.optional_boolean("accessibilityTrusted");
+  layout.frontmost_application = top.optional_string("frontmostApplication");
   if (!top.ok()) return fail("layout", top.error()), std::nullopt;
 
   if (document.contains("dock") && !document["dock"].is_null()) {

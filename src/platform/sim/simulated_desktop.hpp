@@ -7,6 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "core/app_ports.hpp"
 #include "core/observable.hpp"
 #include "core/preference_store.hpp"
 #include "geometry/screens_port.hpp"
@@ -32,6 +33,7 @@ struct SimulatedLayout {
   std::optional<bool> accessibility_trusted;
   std::optional<SimulatedElement> dock_accessibility;
   std::vector<hidden_dock::InstalledApplication> installed_applications;
+  std::optional<std::string> frontmost_application;  // bundle identifier
 
   // One 1512 × 982 point display with a bottom Dock of 48-point tiles.
   static SimulatedLayout built_in();
@@ -46,7 +48,8 @@ std::optional<SimulatedLayout> load_layout(const std::optional<std::string>& pat
 class SimulatedDesktop final : public geometry::ScreensPort,
                                public geometry::RunningApplicationsPort,
                                public geometry::AccessibilityElementReader,
-                               public hidden_dock::ApplicationCatalog {
+                               public hidden_dock::ApplicationCatalog,
+                               public core::FocusedApplicationMonitor {
  public:
   explicit SimulatedDesktop(SimulatedLayout layout);
 
@@ -66,6 +69,10 @@ class SimulatedDesktop final : public geometry::ScreensPort,
   std::vector<hidden_dock::InstalledApplication> applications_in(const std::vector<std::string>& folders) const override;
   std::optional<hidden_dock::InstalledApplication> application_with_bundle_id(const std::string& bundle_id) const override;
   std::optional<hidden_dock::InstalledApplication> application_at(const std::string& path) const override;
+
+  std::optional<std::string> frontmost_bundle_id() const override { return layout_.frontmost_application; }
+  std::optional<std::string> frontmost_name() const override { return layout_.frontmost_application; }
+  void set_frontmost_application(std::optional<std::string> bundle_id) { layout_.frontmost_application = std::move(bundle_id); }
 
   // The Dock's preference domain, or null when the layout says it cannot be opened.
   const core::PreferenceStore* dock_domain() const { return dock_domain_ ? &*dock_domain_ : nullptr; }
