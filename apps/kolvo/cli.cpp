@@ -24,6 +24,9 @@ constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
   pointer [--json] [--sim FILE] [--frontmost BUNDLE_ID]
                             replay an 'x y t' pointer trace from standard input and print
                             what the panels would do, and when
+  frames decode             cut a raw Deck byte stream from standard input into frames,
+                            one JSON line each
+  frames encode             one JSON message per input line to frames on standard output
   help                      this text
 )";
 
@@ -59,6 +62,7 @@ int run(int argc, char** argv) {
   if (command == "diagnostics") return run_diagnostics(std::move(arguments));
   if (command == "dock") return run_dock(std::move(arguments));
   if (command == "pointer") return run_pointer(std::move(arguments));
+  if (command == "frames") return run_frames(std::move(arguments));
   return fail(kExitUsage, "'" + command + "' is not a kolvo command; run 'kolvo help' for the list.");
 }
 

@@ -28,5 +28,6 @@ int run_settings(Arguments arguments);
 int run_diagnostics(Arguments arguments);
 int run_dock(Arguments arguments);
 int run_pointer(Arguments arguments);
+int run_frames(Arguments arguments);
 
 }  // namespace kolvo::host

@@ -6,6 +6,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "core/enum_table.hpp"
+
 namespace kolvo::core {
 
 // Reads the fields of one JSON object with the rules of Swift's standard decoding, which the
@@ -34,6 +36,24 @@ class JsonReader {
   std::optional<bool> optional_boolean(const char* key);
   std::string string(const char* key);
   std::optional<std::string> optional_string(const char* key);
+  // An enumeration by its wire string; an unknown string fails the record.
+  template <typename Enum, std::size_t N>
+  std::optional<Enum> optional_enumeration(const char* key, const EnumTable<Enum, N>& table) {
+    const auto text = optional_string(key);
+    if (!text) return std::nullopt;
+    const auto parsed = table.parse(*text);
+    if (!parsed) fail(key, "unknown case '" + *text + "'");
+    return parsed;
+  }
+  template <typename Enum, std::size_t N>
+  Enum enumeration(const char* key, const EnumTable<Enum, N>& table) {
+    if (!has(key)) {
+      value(key, true);
+      return Enum{};
+    }
+    return optional_enumeration(key, table).value_or(Enum{});
+  }
+
   // The member itself when it is present and not null; fails if required and missing.
   const nlohmann::json* value(const char* key, bool required = true);
 

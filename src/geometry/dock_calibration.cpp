@@ -38,14 +38,7 @@ std::optional<DockCalibration> calibration_from_json(const nlohmann::json& json,
   DockCalibration c;
   c.dock_rect = {r.real("dockMinX"), r.real("dockMinY"), r.real("dockWidth"), r.real("dockHeight")};
   c.screen_frame = {r.real("screenMinX"), r.real("screenMinY"), r.real("screenWidth"), r.real("screenHeight")};
-  const std::string position = r.string("dockPosition");
-  if (r.ok()) {
-    if (const auto parsed = kDockPositionTable.parse(position)) {
-      c.dock_position = *parsed;
-    } else {
-      r.fail("dockPosition", "unknown case '" + position + "'");
-    }
-  }
+  c.dock_position = r.enumeration("dockPosition", kDockPositionTable);
   c.created_at = r.real("createdAt");
   c.baseline_estimated_dock_width = r.optional_real("baselineEstimatedDockWidth");
   c.baseline_persistent_item_count = r.optional_integer("baselinePersistentItemCount");

@@ -13,15 +13,6 @@ namespace {
 constexpr std::array kCorners{core::Corner::topLeft, core::Corner::topRight, core::Corner::bottomLeft,
                               core::Corner::bottomRight};
 
-template <typename Enum, std::size_t N>
-Enum enum_field(core::JsonReader& r, const char* key, const core::EnumTable<Enum, N>& table) {
-  const std::string text = r.string(key);
-  if (!r.ok()) return Enum{};
-  const auto parsed = table.parse(text);
-  if (!parsed) r.fail(key, "unknown case '" + text + "'");
-  return parsed.value_or(Enum{});
-}
-
 }  // namespace
 
 core::CornerControlMode KolvoProfile::corner(core::Corner c) const {
@@ -69,8 +60,8 @@ std::optional<KolvoProfile> profile_from_json(const nlohmann::json& json, std::s
     }
   }
   p.overrides_sliders = r.boolean("overridesSliders");
-  p.left_edge_mode = enum_field(r, "leftEdgeMode", core::kEdgeModeTable);
-  p.right_edge_mode = enum_field(r, "rightEdgeMode", core::kEdgeModeTable);
+  p.left_edge_mode = r.enumeration("leftEdgeMode", core::kEdgeModeTable);
+  p.right_edge_mode = r.enumeration("rightEdgeMode", core::kEdgeModeTable);
   p.overrides_dials = r.boolean("overridesDials");
   if (const auto* corners = r.value("corners"); corners && !corners->is_object()) {
     r.fail("corners", "expected an object");

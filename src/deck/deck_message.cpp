@@ -1,0 +1,379 @@
+#include "deck/deck_message.hpp"
+
+#include "core/json_reader.hpp"
+#include "core/json_writer.hpp"
+
+namespace kolvo::deck {
+namespace {
+
+using core::JsonReader;
+using core::JsonWriter;
+using nlohmann::json;
+
+void put(JsonWriter& w, const char* key, const std::optional<std::string>& v) {
+  if (v) w.key(key), w.string(*v);
+}
+void put(JsonWriter& w, const char* key, const std::optional<double>& v) {
+  if (v) w.key(key), w.real(*v);
+}
+void put(JsonWriter& w, const char* key, const std::optional<bool>& v) {
+  if (v) w.key(key), w.boolean(*v);
+}
+void put(JsonWriter& w, const char* key, const std::optional<std::int64_t>& v) {
+  if (v) w.key(key), w.integer(*v);
+}
+template <typename Enum, std::size_t N>
+void put(JsonWriter& w, const char* key, const std::optional<Enum>& v, const core::EnumTable<Enum, N>& table) {
+  if (v) w.key(key), w.string(table.to_string(*v));
+}
+
+void write_devices(JsonWriter& w, const std::vector<KolvoDeckAudioDevice>& devices) {
+  w.begin_array();
+  for (const auto& device : devices) {
+    w.begin_object();
+    w.key("id"), w.string(device.id);
+    w.key("name"), w.string(device.name);
+    w.end_object();
+  }
+  w.end_array();
+}
+
+void write_slot(JsonWriter& w, const KolvoDeckSlot& slot) {
+  w.begin_object();
+  w.key("type"), w.string(kSlotTypeTable.to_string(slot.type));
+  w.key("available"), w.boolean(slot.available);
+  put(w, "value", slot.value);
+  put(w, "dark", slot.dark);
+  if (slot.audio_devices) w.key("audioDevices"), write_devices(w, *slot.audio_devices);
+  put(w, "currentAudioDeviceId", slot.current_audio_device_id);
+  w.end_object();
+}
+
+void write_state(JsonWriter& w, const KolvoDeckState& s) {
+  w.begin_object();
+  w.key("volume"), w.real(s.volume);
+  w.key("brightness"), w.real(s.brightness);
+  w.key("dark"), w.boolean(s.dark);
+  w.key("keyboardBacklight"), w.real(s.keyboard_backlight);
+  w.key("available");
+  w.begin_object();
+  w.key("volume"), w.boolean(s.available.volume);
+  w.key("brightness"), w.boolean(s.available.brightness);
+  w.key("appearance"), w.boolean(s.available.appearance);
+  w.key("keyboardBacklight"), w.boolean(s.available.keyboard_backlight);
+  w.key("audioOutput"), w.boolean(s.available.audio_output);
+  w.end_object();
+  w.key("audioDevices"), write_devices(w, s.audio_devices);
+  put(w, "currentAudioDeviceId", s.current_audio_device_id);
+  for (const auto& [key, slot] : {std::pair{"topLeft", &s.top_left}, std::pair{"topRight", &s.top_right},
+                                  std::pair{"bottomLeft", &s.bottom_left}, std::pair{"bottomRight", &s.bottom_right}}) {
+    if (*slot) w.key(key), write_slot(w, **slot);
+  }
+  if (s.profile) {
+    w.key("profile");
+    w.begin_object();
+    w.key("name"), w.string(s.profile->name);
+    put(w, "bundleID", s.profile->bundle_id);
+    w.key("isDefault"), w.boolean(s.profile->is_default);
+    put(w, "activeAppName", s.profile->active_app_name);
+    put(w, "activeAppBundleID", s.profile->active_app_bundle_id);
+    w.end_object();
+  }
+  if (s.appearance) {
+    w.key("appearance");
+    w.begin_object();
+    w.key("accentRed"), w.real(s.appearance->accent_red);
+    w.key("accentGreen"), w.real(s.appearance->accent_green);
+    w.key("accentBlue"), w.real(s.appearance->accent_blue);
+    w.key("dark"), w.boolean(s.appearance->dark);
+    w.end_object();
+  }
+  put(w, "desktopSwitchAvailable", s.desktop_switch_available);
+  if (s.stats) {
+    w.key("stats");
+    w.begin_array();
+    for (const auto& stat : *s.stats) {
+      w.begin_object();
+      w.key("kind"), w.string(core::kKolvoDeckStatKindTable.to_string(stat.kind));
+      w.key("value"), w.real(stat.value);
+      put(w, "charging", stat.charging);
+      w.end_object();
+    }
+    w.end_array();
+  }
+  w.end_object();
+}
+
+void write_message(JsonWriter& w, const KolvoDeckMessage& m) {
+  w.begin_object();
+  w.key("type"), w.string(kMessageTypeTable.to_string(m.type));
+  if (m.surface_state) w.key("surfaceState"), shelf::write_json(w, *m.surface_state);
+  put(w, "surfaceCommand", m.surface_command, shelf::kShelfSurfaceCommandTable);
+  put(w, "surfaceIdentity", m.surface_identity, shelf::kShelfSurfaceIdentityTable);
+  put(w, "surfaceColorHex", m.surface_color_hex);
+  put(w, "surfaceColorPickerID", m.surface_color_picker_id);
+  put(w, "surfaceControlID", m.surface_control_id);
+  put(w, "surfaceControlAxis", m.surface_control_axis);
+  put(w, "surfaceControlChoice", m.surface_control_choice);
+  put(w, "surfaceToolID", m.surface_tool_id);
+  put(w, "surfaceBlenderTool", m.surface_blender_tool, shelf::kBlenderToolIDTable);
+  put(w, "surfaceValue", m.surface_value);
+  if (m.shelf_widgets) {
+    w.key("shelfWidgets");
+    w.begin_array();
+    for (const auto identity : *m.shelf_widgets) w.string(shelf::kShelfSurfaceIdentityTable.to_string(identity));
+    w.end_array();
+  }
+  put(w, "shelfWidgetBackground", m.shelf_widget_background, shelf::kShelfWidgetBackgroundTable);
+  put(w, "deviceId", m.device_id);
+  put(w, "deviceName", m.device_name);
+  put(w, "protocolVersion", m.protocol_version);
+  put(w, "slot", m.slot, kCornerTable);
+  put(w, "control", m.control, kControlTable);
+  put(w, "value", m.value);
+  put(w, "dark", m.dark);
+  put(w, "audioDeviceId", m.audio_device_id);
+  if (m.state) w.key("state"), write_state(w, *m.state);
+  put(w, "iconBundleID", m.icon_bundle_id);
+  put(w, "iconPNG", m.icon_png);
+  put(w, "step", m.step);
+  put(w, "windowLayout", m.window_layout, kWindowLayoutTable);
+  if (m.launch_items) {
+    w.key("launchItems");
+    w.begin_array();
+    for (const auto& item : *m.launch_items) {
+      w.begin_object();
+      w.key("bundleID"), w.string(item.bundle_id);
+      w.key("name"), w.string(item.name);
+      w.key("index"), w.integer(item.index);
+      w.key("pinned"), w.boolean(item.pinned);
+      w.end_object();
+    }
+    w.end_array();
+  }
+  put(w, "launchIconBundleID", m.launch_icon_bundle_id);
+  put(w, "launchIconPNG", m.launch_icon_png);
+  put(w, "launchBundleID", m.launch_bundle_id);
+  put(w, "launchDirection", m.launch_direction, kLaunchDirectionTable);
+  put(w, "launchVelocityX", m.launch_velocity_x);
+  put(w, "launchVelocityY", m.launch_velocity_y);
+  put(w, "launchIntensity", m.launch_intensity);
+  put(w, "launchRequestID", m.launch_request_id);
+  put(w, "launchOutcome", m.launch_outcome, kLaunchOutcomeTable);
+  put(w, "pairRequestID", m.pair_request_id);
+  put(w, "pairPrimaryBundleID", m.pair_primary_bundle_id);
+  put(w, "pairSecondaryBundleID", m.pair_secondary_bundle_id);
+  put(w, "pairRequestedLayout", m.pair_requested_layout, kLaunchLayoutTable);
+  put(w, "pairOutcome", m.pair_outcome, kLaunchPairOutcomeTable);
+  put(w, "pairPrimaryOutcome", m.pair_primary_outcome, kLaunchOutcomeTable);
+  put(w, "pairSecondaryOutcome", m.pair_secondary_outcome, kLaunchOutcomeTable);
+  put(w, "pairLayoutOutcome", m.pair_layout_outcome, kLaunchLayoutOutcomeTable);
+  w.end_object();
+}
+
+// Reads a nested record with its own reader; a failure fails the parent field.
+template <typename T, typename Read>
+std::optional<T> nested(JsonReader& r, const char* key, Read read, bool required = false) {
+  const json* value = r.value(key, required);
+  if (!value) return std::nullopt;
+  JsonReader inner(*value, key);
+  std::optional<T> out = read(inner);
+  if (!inner.ok()) {
+    r.fail(key, inner.error());
+    return std::nullopt;
+  }
+  return out;
+}
+
+template <typename T, typename Read>
+std::optional<std::vector<T>> array_of(JsonReader& r, const char* key, Read read, bool required = false) {
+  const json* array = r.value(key, required);
+  if (!array) return std::nullopt;
+  if (!array->is_array()) {
+    r.fail(key, "expected an array");
+    return std::nullopt;
+  }
+  std::vector<T> out;
+  out.reserve(array->size());
+  for (const json& element : *array) {
+    JsonReader inner(element, key);
+    std::optional<T> value = read(inner);
+    if (!inner.ok() || !value) {
+      r.fail(key, inner.ok() ? "an element is not valid" : inner.error());
+      return std::nullopt;
+    }
+    out.push_back(std::move(*value));
+  }
+  return out;
+}
+
+std::optional<KolvoDeckAudioDevice> read_device(JsonReader& r) {
+  KolvoDeckAudioDevice device{r.string("id"), r.string("name")};
+  return device;
+}
+
+std::optional<KolvoDeckSlot> read_slot(JsonReader& r) {
+  KolvoDeckSlot slot;
+  slot.type = r.enumeration("type", kSlotTypeTable);
+  slot.available = r.boolean("available");
+  slot.value = r.optional_real("value");
+  slot.dark = r.optional_boolean("dark");
+  slot.audio_devices = array_of<KolvoDeckAudioDevice>(r, "audioDevices", read_device);
+  slot.current_audio_device_id = r.optional_string("currentAudioDeviceId");
+  return slot;
+}
+
+std::optional<KolvoDeckState> read_state(JsonReader& r) {
+  KolvoDeckState s;
+  s.volume = r.real("volume");
+  s.brightness = r.real("brightness");
+  s.dark = r.boolean("dark");
+  s.keyboard_backlight = r.real("keyboardBacklight");
+  s.available = nested<KolvoDeckAvailability>(
+                    r, "available",
+                    [](JsonReader& a) {
+                      return std::optional<KolvoDeckAvailability>(
+                          KolvoDeckAvailability{a.boolean("volume"), a.boolean("brightness"), a.boolean("appearance"),
+                                                a.boolean("keyboardBacklight"), a.boolean("audioOutput")});
+                    },
+                    /*required=*/true)
+                    .value_or(KolvoDeckAvailability{});
+  s.audio_devices = array_of<KolvoDeckAudioDevice>(r, "audioDevices", read_device, /*required=*/true).value_or(
+      std::vector<KolvoDeckAudioDevice>{});
+  s.current_audio_device_id = r.optional_string("currentAudioDeviceId");
+  s.top_left = nested<KolvoDeckSlot>(r, "topLeft", read_slot);
+  s.top_right = nested<KolvoDeckSlot>(r, "topRight", read_slot);
+  s.bottom_left = nested<KolvoDeckSlot>(r, "bottomLeft", read_slot);
+  s.bottom_right = nested<KolvoDeckSlot>(r, "bottomRight", read_slot);
+  s.profile = nested<KolvoDeckProfileInfo>(r, "profile", [](JsonReader& p) {
+    KolvoDeckProfileInfo info;
+    info.name = p.string("name");
+    info.bundle_id = p.optional_string("bundleID");
+    info.is_default = p.boolean("isDefault");
+    info.active_app_name = p.optional_string("activeAppName");
+    info.active_app_bundle_id = p.optional_string("activeAppBundleID");
+    return std::optional<KolvoDeckProfileInfo>(std::move(info));
+  });
+  s.appearance = nested<KolvoDeckAppearance>(r, "appearance", [](JsonReader& a) {
+    return std::optional<KolvoDeckAppearance>(
+        KolvoDeckAppearance{a.real("accentRed"), a.real("accentGreen"), a.real("accentBlue"), a.boolean("dark")});
+  });
+  s.desktop_switch_available = r.optional_boolean("desktopSwitchAvailable");
+  s.stats = array_of<KolvoDeckStat>(r, "stats", [](JsonReader& st) {
+    KolvoDeckStat stat;
+    stat.kind = st.enumeration("kind", core::kKolvoDeckStatKindTable);
+    stat.value = st.real("value");
+    stat.charging = st.optional_boolean("charging");
+    return std::optional<KolvoDeckStat>(stat);
+  });
+  return s;
+}
+
+}  // namespace
+
+void append_json(std::string& out, const KolvoDeckMessage& message) {
+  JsonWriter writer(out);
+  write_message(writer, message);
+}
+
+std::string encode_json(const KolvoDeckMessage& message) {
+  std::string out;
+  out.reserve(256);
+  append_json(out, message);
+  return out;
+}
+
+std::string encode_json(const KolvoDeckState& state) {
+  std::string out;
+  JsonWriter writer(out);
+  write_state(writer, state);
+  return out;
+}
+
+std::optional<KolvoDeckMessage> decode_message(const json& j, std::string* error) {
+  JsonReader r(j, "KolvoDeckMessage");
+  KolvoDeckMessage m;
+  m.type = r.enumeration("type", kMessageTypeTable);
+  if (const json* state = r.value("surfaceState", false)) {
+    std::string inner;
+    m.surface_state = shelf::surface_state_from_json(*state, &inner);
+    if (!m.surface_state) r.fail("surfaceState", inner);
+  }
+  m.surface_command = r.optional_enumeration("surfaceCommand", shelf::kShelfSurfaceCommandTable);
+  m.surface_identity = r.optional_enumeration("surfaceIdentity", shelf::kShelfSurfaceIdentityTable);
+  m.surface_color_hex = r.optional_string("surfaceColorHex");
+  m.surface_color_picker_id = r.optional_string("surfaceColorPickerID");
+  m.surface_control_id = r.optional_string("surfaceControlID");
+  m.surface_control_axis = r.optional_string("surfaceControlAxis");
+  m.surface_control_choice = r.optional_string("surfaceControlChoice");
+  m.surface_tool_id = r.optional_string("surfaceToolID");
+  m.surface_blender_tool = r.optional_enumeration("surfaceBlenderTool", shelf::kBlenderToolIDTable);
+  m.surface_value = r.optional_real("surfaceValue");
+  if (const json* widgets = r.value("shelfWidgets", false)) {
+    if (!widgets->is_array()) {
+      r.fail("shelfWidgets", "expected an array");
+    } else {
+      m.shelf_widgets.emplace();
+      for (const json& widget : *widgets) {
+        const auto identity =
+            widget.is_string() ? shelf::kShelfSurfaceIdentityTable.parse(widget.get_ref<const std::string&>()) : std::nullopt;
+        if (!identity) {
+          r.fail("shelfWidgets", "not a surface identity");
+          break;
+        }
+        m.shelf_widgets->push_back(*identity);
+      }
+    }
+  }
+  m.shelf_widget_background = r.optional_enumeration("shelfWidgetBackground", shelf::kShelfWidgetBackgroundTable);
+  m.device_id = r.optional_string("deviceId");
+  m.device_name = r.optional_string("deviceName");
+  m.protocol_version = r.optional_integer("protocolVersion");
+  m.slot = r.optional_enumeration("slot", kCornerTable);
+  m.control = r.optional_enumeration("control", kControlTable);
+  m.value = r.optional_real("value");
+  m.dark = r.optional_boolean("dark");
+  m.audio_device_id = r.optional_string("audioDeviceId");
+  m.state = nested<KolvoDeckState>(r, "state", read_state);
+  m.icon_bundle_id = r.optional_string("iconBundleID");
+  m.icon_png = r.optional_string("iconPNG");
+  m.step = r.optional_integer("step");
+  m.window_layout = r.optional_enumeration("windowLayout", kWindowLayoutTable);
+  m.launch_items = array_of<KolvoDeckLaunchItem>(r, "launchItems", [](JsonReader& item) {
+    return std::optional<KolvoDeckLaunchItem>(KolvoDeckLaunchItem{item.string("bundleID"), item.string("name"),
+                                                                  item.integer("index"), item.boolean("pinned")});
+  });
+  m.launch_icon_bundle_id = r.optional_string("launchIconBundleID");
+  m.launch_icon_png = r.optional_string("launchIconPNG");
+  m.launch_bundle_id = r.optional_string("launchBundleID");
+  m.launch_direction = r.optional_enumeration("launchDirection", kLaunchDirectionTable);
+  m.launch_velocity_x = r.optional_real("launchVelocityX");
+  m.launch_velocity_y = r.optional_real("launchVelocityY");
+  m.launch_intensity = r.optional_real("launchIntensity");
+  m.launch_request_id = r.optional_string("launchRequestID");
+  m.launch_outcome = r.optional_enumeration("launchOutcome", kLaunchOutcomeTable);
+  m.pair_request_id = r.optional_string("pairRequestID");
+  m.pair_primary_bundle_id = r.optional_string("pairPrimaryBundleID");
+  m.pair_secondary_bundle_id = r.optional_string("pairSecondaryBundleID");
+  m.pair_requested_layout = r.optional_enumeration("pairRequestedLayout", kLaunchLayoutTable);
+  m.pair_outcome = r.optional_enumeration("pairOutcome", kLaunchPairOutcomeTable);
+  m.pair_primary_outcome = r.optional_enumeration("pairPrimaryOutcome", kLaunchOutcomeTable);
+  m.pair_secondary_outcome = r.optional_enumeration("pairSecondaryOutcome", kLaunchOutcomeTable);
+  m.pair_layout_outcome = r.optional_enumeration("pairLayoutOutcome", kLaunchLayoutOutcomeTable);
+  if (!r.ok()) {
+    if (error) *error = r.error();
+    return std::nullopt;
+  }
+  return m;
+}
+
+std::optional<KolvoDeckMessage> decode_message_text(std::string_view text, std::string* error) {
+  const json parsed = json::parse(text.begin(), text.end(), nullptr, /*allow_exceptions=*/false);
+  if (parsed.is_discarded()) {
+    if (error) *error = "not valid JSON";
+    return std::nullopt;
+  }
+  return decode_message(parsed, error);
+}
+
+}  // namespace kolvo::deck
