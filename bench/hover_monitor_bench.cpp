@@ -96,4 +96,5 @@ BENCHMARK(BM_HoverMonitorPointerMove);
 
 }  // namespace
 
+
 BENCHMARK_MAIN();

@@ -21,7 +21,10 @@ inline constexpr std::size_t kMaximumFrame = kMaximumPayload + kPrefixBytes;
 
 struct InboundFrame {
   // The payload as text, for logging; "<non-utf8 payload N bytes>" or "<oversize frame N bytes, skipped>".
-  std::string raw_json;
+  // The frames of one call share their bytes: usually the consumed part of the buffer itself,
+  // handed over rather than copied. `text_storage` keeps them alive as long as the frame.
+  std::string_view raw_json;
+  std::shared_ptr<const void> text_storage;
   // The decoded message; null when the payload is not one, or was skipped. Held by pointer so
   // cutting thousands of small frames does not move a large record per frame.
   std::unique_ptr<KolvoDeckMessage> message;

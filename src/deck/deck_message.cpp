@@ -1,5 +1,7 @@
 #include "deck/deck_message.hpp"
 
+#include <algorithm>
+
 #include "core/json_reader.hpp"
 #include "core/json_writer.hpp"
 
@@ -290,90 +292,207 @@ std::string encode_json(const KolvoDeckState& state) {
   return out;
 }
 
-std::optional<KolvoDeckMessage> decode_message(const json& j, std::string* error) {
-  JsonReader r(j, "KolvoDeckMessage");
-  KolvoDeckMessage m;
-  m.type = r.enumeration("type", kMessageTypeTable);
-  if (const json* state = r.value("surfaceState", false)) {
-    std::string inner;
-    m.surface_state = shelf::surface_state_from_json(*state, &inner);
-    if (!m.surface_state) r.fail("surfaceState", inner);
+namespace {
+
+// The message's fields, by key. Decoding walks the members present once and dispatches on the
+// key, instead of looking up every field the record could have.
+enum class Field {
+  type, surfaceState, surfaceCommand, surfaceIdentity, surfaceColorHex, surfaceColorPickerID, surfaceControlID,
+  surfaceControlAxis, surfaceControlChoice, surfaceToolID, surfaceBlenderTool, surfaceValue, shelfWidgets,
+  shelfWidgetBackground, deviceId, deviceName, protocolVersion, slot, control, value, dark, audioDeviceId, state,
+  iconBundleID, iconPNG, step, windowLayout, launchItems, launchIconBundleID, launchIconPNG, launchBundleID,
+  launchDirection, launchVelocityX, launchVelocityY, launchIntensity, launchRequestID, launchOutcome, pairRequestID,
+  pairPrimaryBundleID, pairSecondaryBundleID, pairRequestedLayout, pairOutcome, pairPrimaryOutcome,
+  pairSecondaryOutcome, pairLayoutOutcome, unknown,
+};
+
+constexpr std::pair<std::string_view, Field> kFields[] = {
+    {"audioDeviceId", Field::audioDeviceId}, {"control", Field::control}, {"dark", Field::dark},
+    {"deviceId", Field::deviceId}, {"deviceName", Field::deviceName}, {"iconBundleID", Field::iconBundleID},
+    {"iconPNG", Field::iconPNG}, {"launchBundleID", Field::launchBundleID}, {"launchDirection", Field::launchDirection},
+    {"launchIconBundleID", Field::launchIconBundleID}, {"launchIconPNG", Field::launchIconPNG},
+    {"launchIntensity", Field::launchIntensity}, {"launchItems", Field::launchItems},
+    {"launchOutcome", Field::launchOutcome}, {"launchRequestID", Field::launchRequestID},
+    {"launchVelocityX", Field::launchVelocityX}, {"launchVelocityY", Field::launchVelocityY},
+    {"pairLayoutOutcome", Field::pairLayoutOutcome}, {"pairOutcome", Field::pairOutcome},
+    {"pairPrimaryBundleID", Field::pairPrimaryBundleID}, {"pairPrimaryOutcome", Field::pairPrimaryOutcome},
+    {"pairRequestID", Field::pairRequestID}, {"pairRequestedLayout", Field::pairRequestedLayout},
+    {"pairSecondaryBundleID", Field::pairSecondaryBundleID}, {"pairSecondaryOutcome", Field::pairSecondaryOutcome},
+    {"protocolVersion", Field::protocolVersion}, {"shelfWidgetBackground", Field::shelfWidgetBackground},
+    {"shelfWidgets", Field::shelfWidgets}, {"slot", Field::slot}, {"state", Field::state}, {"step", Field::step},
+    {"surfaceBlenderTool", Field::surfaceBlenderTool}, {"surfaceColorHex", Field::surfaceColorHex},
+    {"surfaceColorPickerID", Field::surfaceColorPickerID}, {"surfaceCommand", Field::surfaceCommand},
+    {"surfaceControlAxis", Field::surfaceControlAxis}, {"surfaceControlChoice", Field::surfaceControlChoice},
+    {"surfaceControlID", Field::surfaceControlID}, {"surfaceIdentity", Field::surfaceIdentity},
+    {"surfaceState", Field::surfaceState}, {"surfaceToolID", Field::surfaceToolID},
+    {"surfaceValue", Field::surfaceValue}, {"type", Field::type}, {"value", Field::value},
+    {"windowLayout", Field::windowLayout},
+};
+
+Field field_of(std::string_view key) {
+  const auto found = std::lower_bound(std::begin(kFields), std::end(kFields), key,
+                                      [](const auto& entry, std::string_view k) { return entry.first < k; });
+  return found != std::end(kFields) && found->first == key ? found->second : Field::unknown;
+}
+
+// One member's value, read with the same rules as a field of a reader.
+class Member {
+ public:
+  Member(JsonReader& r, const std::string& key, const json& value) : r_(r), key_(key), value_(value) {}
+
+  std::optional<std::string> string() {
+    if (value_.is_string()) return value_.get<std::string>();
+    return wrong("a string");
   }
-  m.surface_command = r.optional_enumeration("surfaceCommand", shelf::kShelfSurfaceCommandTable);
-  m.surface_identity = r.optional_enumeration("surfaceIdentity", shelf::kShelfSurfaceIdentityTable);
-  m.surface_color_hex = r.optional_string("surfaceColorHex");
-  m.surface_color_picker_id = r.optional_string("surfaceColorPickerID");
-  m.surface_control_id = r.optional_string("surfaceControlID");
-  m.surface_control_axis = r.optional_string("surfaceControlAxis");
-  m.surface_control_choice = r.optional_string("surfaceControlChoice");
-  m.surface_tool_id = r.optional_string("surfaceToolID");
-  m.surface_blender_tool = r.optional_enumeration("surfaceBlenderTool", shelf::kBlenderToolIDTable);
-  m.surface_value = r.optional_real("surfaceValue");
-  if (const json* widgets = r.value("shelfWidgets", false)) {
-    if (!widgets->is_array()) {
-      r.fail("shelfWidgets", "expected an array");
-    } else {
-      m.shelf_widgets.emplace();
-      for (const json& widget : *widgets) {
-        const auto identity =
-            widget.is_string() ? shelf::kShelfSurfaceIdentityTable.parse(widget.get_ref<const std::string&>()) : std::nullopt;
-        if (!identity) {
-          r.fail("shelfWidgets", "not a surface identity");
-          break;
-        }
-        m.shelf_widgets->push_back(*identity);
-      }
-    }
+  std::optional<double> real() {
+    if (value_.is_number()) return value_.get<double>();
+    return wrong("a number");
   }
-  m.shelf_widget_background = r.optional_enumeration("shelfWidgetBackground", shelf::kShelfWidgetBackgroundTable);
-  m.device_id = r.optional_string("deviceId");
-  m.device_name = r.optional_string("deviceName");
-  m.protocol_version = r.optional_integer("protocolVersion");
-  m.slot = r.optional_enumeration("slot", kCornerTable);
-  m.control = r.optional_enumeration("control", kControlTable);
-  m.value = r.optional_real("value");
-  m.dark = r.optional_boolean("dark");
-  m.audio_device_id = r.optional_string("audioDeviceId");
-  m.state = nested<KolvoDeckState>(r, "state", read_state);
-  m.icon_bundle_id = r.optional_string("iconBundleID");
-  m.icon_png = r.optional_string("iconPNG");
-  m.step = r.optional_integer("step");
-  m.window_layout = r.optional_enumeration("windowLayout", kWindowLayoutTable);
-  m.launch_items = array_of<KolvoDeckLaunchItem>(r, "launchItems", [](JsonReader& item) {
-    return std::optional<KolvoDeckLaunchItem>(KolvoDeckLaunchItem{item.string("bundleID"), item.string("name"),
-                                                                  item.integer("index"), item.boolean("pinned")});
-  });
-  m.launch_icon_bundle_id = r.optional_string("launchIconBundleID");
-  m.launch_icon_png = r.optional_string("launchIconPNG");
-  m.launch_bundle_id = r.optional_string("launchBundleID");
-  m.launch_direction = r.optional_enumeration("launchDirection", kLaunchDirectionTable);
-  m.launch_velocity_x = r.optional_real("launchVelocityX");
-  m.launch_velocity_y = r.optional_real("launchVelocityY");
-  m.launch_intensity = r.optional_real("launchIntensity");
-  m.launch_request_id = r.optional_string("launchRequestID");
-  m.launch_outcome = r.optional_enumeration("launchOutcome", kLaunchOutcomeTable);
-  m.pair_request_id = r.optional_string("pairRequestID");
-  m.pair_primary_bundle_id = r.optional_string("pairPrimaryBundleID");
-  m.pair_secondary_bundle_id = r.optional_string("pairSecondaryBundleID");
-  m.pair_requested_layout = r.optional_enumeration("pairRequestedLayout", kLaunchLayoutTable);
-  m.pair_outcome = r.optional_enumeration("pairOutcome", kLaunchPairOutcomeTable);
-  m.pair_primary_outcome = r.optional_enumeration("pairPrimaryOutcome", kLaunchOutcomeTable);
-  m.pair_secondary_outcome = r.optional_enumeration("pairSecondaryOutcome", kLaunchOutcomeTable);
-  m.pair_layout_outcome = r.optional_enumeration("pairLayoutOutcome", kLaunchLayoutOutcomeTable);
-  if (!r.ok()) {
-    if (error) *error = r.error();
+  std::optional<bool> boolean() {
+    if (value_.is_boolean()) return value_.get<bool>();
+    return wrong("a boolean");
+  }
+  std::optional<std::int64_t> integer() {
+    if (auto whole = core::whole_number(value_, INT64_MIN, INT64_MAX)) return whole;
+    return wrong("a whole number");
+  }
+  template <typename Enum, std::size_t N>
+  std::optional<Enum> enumeration(const core::EnumTable<Enum, N>& table) {
+    if (!value_.is_string()) return wrong("a string");
+    if (auto parsed = table.parse(value_.get_ref<const std::string&>())) return parsed;
+    r_.fail(key_, "unknown case '" + value_.get<std::string>() + "'");
     return std::nullopt;
   }
+  // The member wrapped in a one-member object, for the nested readers written against keys.
+  const json& value() const { return value_; }
+
+ private:
+  std::nullopt_t wrong(const char* what) {
+    r_.fail(key_, std::string("expected ") + what);
+    return std::nullopt;
+  }
+  JsonReader& r_;
+  const std::string& key_;
+  const json& value_;
+};
+
+}  // namespace
+
+bool decode_message_into(const json& j, KolvoDeckMessage& m, std::string* error) {
+  JsonReader r(j);
+  bool has_type = false;
+  if (r.ok()) {
+    for (auto it = j.begin(); it != j.end() && r.ok(); ++it) {
+      if (it->is_null()) continue;  // an absent optional
+      const std::string& key = it.key();
+      Member v(r, key, *it);
+      switch (field_of(key)) {
+        case Field::type:
+          if (auto type = v.enumeration(kMessageTypeTable)) m.type = *type, has_type = true;
+          break;
+        case Field::surfaceState: {
+          std::string inner;
+          m.surface_state = shelf::surface_state_from_json(*it, &inner);
+          if (!m.surface_state) r.fail(key, inner);
+          break;
+        }
+        case Field::surfaceCommand: m.surface_command = v.enumeration(shelf::kShelfSurfaceCommandTable); break;
+        case Field::surfaceIdentity: m.surface_identity = v.enumeration(shelf::kShelfSurfaceIdentityTable); break;
+        case Field::surfaceColorHex: m.surface_color_hex = v.string(); break;
+        case Field::surfaceColorPickerID: m.surface_color_picker_id = v.string(); break;
+        case Field::surfaceControlID: m.surface_control_id = v.string(); break;
+        case Field::surfaceControlAxis: m.surface_control_axis = v.string(); break;
+        case Field::surfaceControlChoice: m.surface_control_choice = v.string(); break;
+        case Field::surfaceToolID: m.surface_tool_id = v.string(); break;
+        case Field::surfaceBlenderTool: m.surface_blender_tool = v.enumeration(shelf::kBlenderToolIDTable); break;
+        case Field::surfaceValue: m.surface_value = v.real(); break;
+        case Field::shelfWidgets:
+          if (!it->is_array()) {
+            r.fail(key, "expected an array");
+            break;
+          }
+          m.shelf_widgets.emplace();
+          for (const json& widget : *it) {
+            const auto identity = widget.is_string()
+                                      ? shelf::kShelfSurfaceIdentityTable.parse(widget.get_ref<const std::string&>())
+                                      : std::nullopt;
+            if (!identity) {
+              r.fail(key, "not a surface identity");
+              break;
+            }
+            m.shelf_widgets->push_back(*identity);
+          }
+          break;
+        case Field::shelfWidgetBackground:
+          m.shelf_widget_background = v.enumeration(shelf::kShelfWidgetBackgroundTable);
+          break;
+        case Field::deviceId: m.device_id = v.string(); break;
+        case Field::deviceName: m.device_name = v.string(); break;
+        case Field::protocolVersion: m.protocol_version = v.integer(); break;
+        case Field::slot: m.slot = v.enumeration(kCornerTable); break;
+        case Field::control: m.control = v.enumeration(kControlTable); break;
+        case Field::value: m.value = v.real(); break;
+        case Field::dark: m.dark = v.boolean(); break;
+        case Field::audioDeviceId: m.audio_device_id = v.string(); break;
+        case Field::state: m.state = nested<KolvoDeckState>(r, "state", read_state); break;
+        case Field::iconBundleID: m.icon_bundle_id = v.string(); break;
+        case Field::iconPNG: m.icon_png = v.string(); break;
+        case Field::step: m.step = v.integer(); break;
+        case Field::windowLayout: m.window_layout = v.enumeration(kWindowLayoutTable); break;
+        case Field::launchItems:
+          m.launch_items = array_of<KolvoDeckLaunchItem>(r, "launchItems", [](JsonReader& item) {
+            return std::optional<KolvoDeckLaunchItem>(KolvoDeckLaunchItem{
+                item.string("bundleID"), item.string("name"), item.integer("index"), item.boolean("pinned")});
+          });
+          break;
+        case Field::launchIconBundleID: m.launch_icon_bundle_id = v.string(); break;
+        case Field::launchIconPNG: m.launch_icon_png = v.string(); break;
+        case Field::launchBundleID: m.launch_bundle_id = v.string(); break;
+        case Field::launchDirection: m.launch_direction = v.enumeration(kLaunchDirectionTable); break;
+        case Field::launchVelocityX: m.launch_velocity_x = v.real(); break;
+        case Field::launchVelocityY: m.launch_velocity_y = v.real(); break;
+        case Field::launchIntensity: m.launch_intensity = v.real(); break;
+        case Field::launchRequestID: m.launch_request_id = v.string(); break;
+        case Field::launchOutcome: m.launch_outcome = v.enumeration(kLaunchOutcomeTable); break;
+        case Field::pairRequestID: m.pair_request_id = v.string(); break;
+        case Field::pairPrimaryBundleID: m.pair_primary_bundle_id = v.string(); break;
+        case Field::pairSecondaryBundleID: m.pair_secondary_bundle_id = v.string(); break;
+        case Field::pairRequestedLayout: m.pair_requested_layout = v.enumeration(kLaunchLayoutTable); break;
+        case Field::pairOutcome: m.pair_outcome = v.enumeration(kLaunchPairOutcomeTable); break;
+        case Field::pairPrimaryOutcome: m.pair_primary_outcome = v.enumeration(kLaunchOutcomeTable); break;
+        case Field::pairSecondaryOutcome: m.pair_secondary_outcome = v.enumeration(kLaunchOutcomeTable); break;
+        case Field::pairLayoutOutcome: m.pair_layout_outcome = v.enumeration(kLaunchLayoutOutcomeTable); break;
+        case Field::unknown: break;  // unknown keys are ignored
+      }
+    }
+    if (r.ok() && !has_type) r.fail("type", "missing");
+  }
+  if (!r.ok()) {
+    if (error) *error = "KolvoDeckMessage." + r.error();
+    return false;
+  }
+  return true;
+}
+
+std::optional<KolvoDeckMessage> decode_message(const json& j, std::string* error) {
+  KolvoDeckMessage m;
+  if (!decode_message_into(j, m, error)) return std::nullopt;
   return m;
 }
 
-std::optional<KolvoDeckMessage> decode_message_text(std::string_view text, std::string* error) {
+bool decode_message_text_into(std::string_view text, KolvoDeckMessage& message, std::string* error) {
   const json parsed = json::parse(text.begin(), text.end(), nullptr, /*allow_exceptions=*/false);
   if (parsed.is_discarded()) {
     if (error) *error = "not valid JSON";
-    return std::nullopt;
+    return false;
   }
-  return decode_message(parsed, error);
+  return decode_message_into(parsed, message, error);
+}
+
+std::optional<KolvoDeckMessage> decode_message_text(std::string_view text, std::string* error) {
+  KolvoDeckMessage m;
+  if (!decode_message_text_into(text, m, error)) return std::nullopt;
+  return m;
 }
 
 }  // namespace kolvo::deck

@@ -238,5 +238,8 @@ std::string encode_json(const KolvoDeckState& state);
 // wrong JSON type, or an unknown enumeration string. Unknown keys are ignored.
 std::optional<KolvoDeckMessage> decode_message(const nlohmann::json& json, std::string* error = nullptr);
 std::optional<KolvoDeckMessage> decode_message_text(std::string_view text, std::string* error = nullptr);
+// The same, into a record the caller owns (a message is a few kilobytes; this avoids moving it).
+bool decode_message_into(const nlohmann::json& json, KolvoDeckMessage& message, std::string* error = nullptr);
+bool decode_message_text_into(std::string_view text, KolvoDeckMessage& message, std::string* error = nullptr);
 
 }  // namespace kolvo::deck

@@ -233,3 +233,36 @@ TEST_F(KolvoCli, PointerReplaysATraceAndAProfileOverridesTheEdgesOfItsApp) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(KolvoCli, FramesEncodeThenDecodeRoundTripsAndReportsErrorsAndLeftovers) {
+  const std::string messages =
+      "{\"type\":\"ping\",\"unknownKey\":true}\n"
+      "{\"type\":\"setControl\",\"control\":\"volume\",\"value\":1.0}\n"
+      "{\"type\":\"approvalRequired\"}\n"
+      "\n"
+      "{\"type\":\"tabStep\",\"step\":-2}\n";
+  const auto encoded = run_with_input("frames encode", messages, home_);
+  EXPECT_EQ(encoded.exit_code, 1);  // one line was not a message
+  EXPECT_NE(encoded.err.find("line 3"), std::string::npos) << encoded.err;
+
+  const auto decoded = run_with_input("frames decode", encoded.out + std::string("\x00\x00", 2), home_);
+  EXPECT_EQ(decoded.exit_code, 0) << decoded.err;
+  EXPECT_EQ(decoded.out,
+            "{\"payloadBytes\":15,\"skippedOversize\":false,\"message\":{\"type\":\"ping\"}}\n"
+            "{\"payloadBytes\":50,\"skippedOversize\":false,\"message\":{\"type\":\"setControl\",\"control\":\"volume\","
+            "\"value\":1}}\n"
+            "{\"payloadBytes\":28,\"skippedOversize\":false,\"message\":{\"type\":\"tabStep\",\"step\":-2}}\n"
+            "{\"remainingBytes\":2}\n");
+
+  const std::string bad_frame = std::string("\x00\x00\x00\x04", 4) + "nope" + std::string("\x00\x80\x00\x01", 4);
+  const auto failed = run_with_input("frames decode", bad_frame, home_);
+  EXPECT_EQ(failed.exit_code, 1);
+  EXPECT_EQ(failed.out,
+            "{\"payloadBytes\":4,\"skippedOversize\":false,\"message\":null}\n"
+            "{\"error\":\"declared frame length 8388609 exceeds the recoverable ceiling 8388608 (buffer 4 bytes) — "
+            "stream desynchronised\"}\n");
+}
+
+}  // namespace
