@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -52,6 +53,29 @@ class JsonReader {
       return Enum{};
     }
     return optional_enumeration(key, table).value_or(Enum{});
+  }
+
+  // An array whose elements each read through `element` (a JSON value to an optional T); an
+  // element that does not read fails the record.
+  template <typename T, typename Element>
+  std::optional<std::vector<T>> array(const char* key, Element element, bool required = false) {
+    const nlohmann::json* list = value(key, required);
+    if (!list) return std::nullopt;
+    if (!list->is_array()) {
+      fail(key, "expected an array");
+      return std::nullopt;
+    }
+    std::vector<T> out;
+    out.reserve(list->size());
+    for (const nlohmann::json& item : *list) {
+      std::optional<T> read = element(item);
+      if (!read) {
+        fail(key, "an element is not valid");
+        return std::nullopt;
+      }
+      out.push_back(std::move(*read));
+    }
+    return out;
   }
 
   // The member itself when it is present and not null; fails if required and missing.

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "core/enum_table.hpp"
 
 namespace kolvo::core {
 
@@ -24,6 +27,24 @@ class JsonWriter {
   void integer(std::int64_t value);
   void boolean(bool value);
   void null();
+
+  // A member that is left out when absent.
+  void optional_string(const char* name, const std::optional<std::string>& value) {
+    if (value) key(name), string(*value);
+  }
+  void optional_real(const char* name, const std::optional<double>& value) {
+    if (value) key(name), real(*value);
+  }
+  void optional_integer(const char* name, const std::optional<std::int64_t>& value) {
+    if (value) key(name), integer(*value);
+  }
+  void optional_boolean(const char* name, const std::optional<bool>& value) {
+    if (value) key(name), boolean(*value);
+  }
+  template <typename Enum, std::size_t N>
+  void optional_enumeration(const char* name, const std::optional<Enum>& value, const EnumTable<Enum, N>& table) {
+    if (value) key(name), string(table.to_string(*value));
+  }
 
  private:
   void separate();

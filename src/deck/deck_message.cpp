@@ -12,23 +12,6 @@ using core::JsonReader;
 using core::JsonWriter;
 using nlohmann::json;
 
-void put(JsonWriter& w, const char* key, const std::optional<std::string>& v) {
-  if (v) w.key(key), w.string(*v);
-}
-void put(JsonWriter& w, const char* key, const std::optional<double>& v) {
-  if (v) w.key(key), w.real(*v);
-}
-void put(JsonWriter& w, const char* key, const std::optional<bool>& v) {
-  if (v) w.key(key), w.boolean(*v);
-}
-void put(JsonWriter& w, const char* key, const std::optional<std::int64_t>& v) {
-  if (v) w.key(key), w.integer(*v);
-}
-template <typename Enum, std::size_t N>
-void put(JsonWriter& w, const char* key, const std::optional<Enum>& v, const core::EnumTable<Enum, N>& table) {
-  if (v) w.key(key), w.string(table.to_string(*v));
-}
-
 void write_devices(JsonWriter& w, const std::vector<KolvoDeckAudioDevice>& devices) {
   w.begin_array();
   for (const auto& device : devices) {
@@ -44,10 +27,10 @@ void write_slot(JsonWriter& w, const KolvoDeckSlot& slot) {
   w.begin_object();
   w.key("type"), w.string(kSlotTypeTable.to_string(slot.type));
   w.key("available"), w.boolean(slot.available);
-  put(w, "value", slot.value);
-  put(w, "dark", slot.dark);
+  w.optional_real("value", slot.value);
+  w.optional_boolean("dark", slot.dark);
   if (slot.audio_devices) w.key("audioDevices"), write_devices(w, *slot.audio_devices);
-  put(w, "currentAudioDeviceId", slot.current_audio_device_id);
+  w.optional_string("currentAudioDeviceId", slot.current_audio_device_id);
   w.end_object();
 }
 
@@ -66,7 +49,7 @@ void write_state(JsonWriter& w, const KolvoDeckState& s) {
   w.key("audioOutput"), w.boolean(s.available.audio_output);
   w.end_object();
   w.key("audioDevices"), write_devices(w, s.audio_devices);
-  put(w, "currentAudioDeviceId", s.current_audio_device_id);
+  w.optional_string("currentAudioDeviceId", s.current_audio_device_id);
   for (const auto& [key, slot] : {std::pair{"topLeft", &s.top_left}, std::pair{"topRight", &s.top_right},
                                   std::pair{"bottomLeft", &s.bottom_left}, std::pair{"bottomRight", &s.bottom_right}}) {
     if (*slot) w.key(key), write_slot(w, **slot);
@@ -75,10 +58,10 @@ void write_state(JsonWriter& w, const KolvoDeckState& s) {
     w.key("profile");
     w.begin_object();
     w.key("name"), w.string(s.profile->name);
-    put(w, "bundleID", s.profile->bundle_id);
+    w.optional_string("bundleID", s.profile->bundle_id);
     w.key("isDefault"), w.boolean(s.profile->is_default);
-    put(w, "activeAppName", s.profile->active_app_name);
-    put(w, "activeAppBundleID", s.profile->active_app_bundle_id);
+    w.optional_string("activeAppName", s.profile->active_app_name);
+    w.optional_string("activeAppBundleID", s.profile->active_app_bundle_id);
     w.end_object();
   }
   if (s.appearance) {
@@ -90,7 +73,7 @@ void write_state(JsonWriter& w, const KolvoDeckState& s) {
     w.key("dark"), w.boolean(s.appearance->dark);
     w.end_object();
   }
-  put(w, "desktopSwitchAvailable", s.desktop_switch_available);
+  w.optional_boolean("desktopSwitchAvailable", s.desktop_switch_available);
   if (s.stats) {
     w.key("stats");
     w.begin_array();
@@ -98,7 +81,7 @@ void write_state(JsonWriter& w, const KolvoDeckState& s) {
       w.begin_object();
       w.key("kind"), w.string(core::kKolvoDeckStatKindTable.to_string(stat.kind));
       w.key("value"), w.real(stat.value);
-      put(w, "charging", stat.charging);
+      w.optional_boolean("charging", stat.charging);
       w.end_object();
     }
     w.end_array();
@@ -110,36 +93,36 @@ void write_message(JsonWriter& w, const KolvoDeckMessage& m) {
   w.begin_object();
   w.key("type"), w.string(kMessageTypeTable.to_string(m.type));
   if (m.surface_state) w.key("surfaceState"), shelf::write_json(w, *m.surface_state);
-  put(w, "surfaceCommand", m.surface_command, shelf::kShelfSurfaceCommandTable);
-  put(w, "surfaceIdentity", m.surface_identity, shelf::kShelfSurfaceIdentityTable);
-  put(w, "surfaceColorHex", m.surface_color_hex);
-  put(w, "surfaceColorPickerID", m.surface_color_picker_id);
-  put(w, "surfaceControlID", m.surface_control_id);
-  put(w, "surfaceControlAxis", m.surface_control_axis);
-  put(w, "surfaceControlChoice", m.surface_control_choice);
-  put(w, "surfaceToolID", m.surface_tool_id);
-  put(w, "surfaceBlenderTool", m.surface_blender_tool, shelf::kBlenderToolIDTable);
-  put(w, "surfaceValue", m.surface_value);
+  w.optional_enumeration("surfaceCommand", m.surface_command, shelf::kShelfSurfaceCommandTable);
+  w.optional_enumeration("surfaceIdentity", m.surface_identity, shelf::kShelfSurfaceIdentityTable);
+  w.optional_string("surfaceColorHex", m.surface_color_hex);
+  w.optional_string("surfaceColorPickerID", m.surface_color_picker_id);
+  w.optional_string("surfaceControlID", m.surface_control_id);
+  w.optional_string("surfaceControlAxis", m.surface_control_axis);
+  w.optional_string("surfaceControlChoice", m.surface_control_choice);
+  w.optional_string("surfaceToolID", m.surface_tool_id);
+  w.optional_enumeration("surfaceBlenderTool", m.surface_blender_tool, shelf::kBlenderToolIDTable);
+  w.optional_real("surfaceValue", m.surface_value);
   if (m.shelf_widgets) {
     w.key("shelfWidgets");
     w.begin_array();
     for (const auto identity : *m.shelf_widgets) w.string(shelf::kShelfSurfaceIdentityTable.to_string(identity));
     w.end_array();
   }
-  put(w, "shelfWidgetBackground", m.shelf_widget_background, shelf::kShelfWidgetBackgroundTable);
-  put(w, "deviceId", m.device_id);
-  put(w, "deviceName", m.device_name);
-  put(w, "protocolVersion", m.protocol_version);
-  put(w, "slot", m.slot, kCornerTable);
-  put(w, "control", m.control, kControlTable);
-  put(w, "value", m.value);
-  put(w, "dark", m.dark);
-  put(w, "audioDeviceId", m.audio_device_id);
+  w.optional_enumeration("shelfWidgetBackground", m.shelf_widget_background, shelf::kShelfWidgetBackgroundTable);
+  w.optional_string("deviceId", m.device_id);
+  w.optional_string("deviceName", m.device_name);
+  w.optional_integer("protocolVersion", m.protocol_version);
+  w.optional_enumeration("slot", m.slot, kCornerTable);
+  w.optional_enumeration("control", m.control, kControlTable);
+  w.optional_real("value", m.value);
+  w.optional_boolean("dark", m.dark);
+  w.optional_string("audioDeviceId", m.audio_device_id);
   if (m.state) w.key("state"), write_state(w, *m.state);
-  put(w, "iconBundleID", m.icon_bundle_id);
-  put(w, "iconPNG", m.icon_png);
-  put(w, "step", m.step);
-  put(w, "windowLayout", m.window_layout, kWindowLayoutTable);
+  w.optional_string("iconBundleID", m.icon_bundle_id);
+  w.optional_string("iconPNG", m.icon_png);
+  w.optional_integer("step", m.step);
+  w.optional_enumeration("windowLayout", m.window_layout, kWindowLayoutTable);
   if (m.launch_items) {
     w.key("launchItems");
     w.begin_array();
@@ -153,23 +136,23 @@ void write_message(JsonWriter& w, const KolvoDeckMessage& m) {
     }
     w.end_array();
   }
-  put(w, "launchIconBundleID", m.launch_icon_bundle_id);
-  put(w, "launchIconPNG", m.launch_icon_png);
-  put(w, "launchBundleID", m.launch_bundle_id);
-  put(w, "launchDirection", m.launch_direction, kLaunchDirectionTable);
-  put(w, "launchVelocityX", m.launch_velocity_x);
-  put(w, "launchVelocityY", m.launch_velocity_y);
-  put(w, "launchIntensity", m.launch_intensity);
-  put(w, "launchRequestID", m.launch_request_id);
-  put(w, "launchOutcome", m.launch_outcome, kLaunchOutcomeTable);
-  put(w, "pairRequestID", m.pair_request_id);
-  put(w, "pairPrimaryBundleID", m.pair_primary_bundle_id);
-  put(w, "pairSecondaryBundleID", m.pair_secondary_bundle_id);
-  put(w, "pairRequestedLayout", m.pair_requested_layout, kLaunchLayoutTable);
-  put(w, "pairOutcome", m.pair_outcome, kLaunchPairOutcomeTable);
-  put(w, "pairPrimaryOutcome", m.pair_primary_outcome, kLaunchOutcomeTable);
-  put(w, "pairSecondaryOutcome", m.pair_secondary_outcome, kLaunchOutcomeTable);
-  put(w, "pairLayoutOutcome", m.pair_layout_outcome, kLaunchLayoutOutcomeTable);
+  w.optional_string("launchIconBundleID", m.launch_icon_bundle_id);
+  w.optional_string("launchIconPNG", m.launch_icon_png);
+  w.optional_string("launchBundleID", m.launch_bundle_id);
+  w.optional_enumeration("launchDirection", m.launch_direction, kLaunchDirectionTable);
+  w.optional_real("launchVelocityX", m.launch_velocity_x);
+  w.optional_real("launchVelocityY", m.launch_velocity_y);
+  w.optional_real("launchIntensity", m.launch_intensity);
+  w.optional_string("launchRequestID", m.launch_request_id);
+  w.optional_enumeration("launchOutcome", m.launch_outcome, kLaunchOutcomeTable);
+  w.optional_string("pairRequestID", m.pair_request_id);
+  w.optional_string("pairPrimaryBundleID", m.pair_primary_bundle_id);
+  w.optional_string("pairSecondaryBundleID", m.pair_secondary_bundle_id);
+  w.optional_enumeration("pairRequestedLayout", m.pair_requested_layout, kLaunchLayoutTable);
+  w.optional_enumeration("pairOutcome", m.pair_outcome, kLaunchPairOutcomeTable);
+  w.optional_enumeration("pairPrimaryOutcome", m.pair_primary_outcome, kLaunchOutcomeTable);
+  w.optional_enumeration("pairSecondaryOutcome", m.pair_secondary_outcome, kLaunchOutcomeTable);
+  w.optional_enumeration("pairLayoutOutcome", m.pair_layout_outcome, kLaunchLayoutOutcomeTable);
   w.end_object();
 }
 
@@ -187,26 +170,17 @@ std::optional<T> nested(JsonReader& r, const char* key, Read read, bool required
   return out;
 }
 
+// An array of records, each read by `read` through a reader of its own.
 template <typename T, typename Read>
 std::optional<std::vector<T>> array_of(JsonReader& r, const char* key, Read read, bool required = false) {
-  const json* array = r.value(key, required);
-  if (!array) return std::nullopt;
-  if (!array->is_array()) {
-    r.fail(key, "expected an array");
-    return std::nullopt;
-  }
-  std::vector<T> out;
-  out.reserve(array->size());
-  for (const json& element : *array) {
-    JsonReader inner(element, key);
-    std::optional<T> value = read(inner);
-    if (!inner.ok() || !value) {
-      r.fail(key, inner.ok() ? "an element is not valid" : inner.error());
-      return std::nullopt;
-    }
-    out.push_back(std::move(*value));
-  }
-  return out;
+  return r.array<T>(
+      key,
+      [&read](const json& element) -> std::optional<T> {
+        JsonReader inner(element);
+        std::optional<T> value = read(inner);
+        return inner.ok() ? value : std::nullopt;
+      },
+      required);
 }
 
 std::optional<KolvoDeckAudioDevice> read_device(JsonReader& r) {

@@ -9,47 +9,6 @@ using core::JsonReader;
 using core::JsonWriter;
 using nlohmann::json;
 
-void write_string(JsonWriter& w, const char* key, const std::optional<std::string>& value) {
-  if (!value) return;
-  w.key(key);
-  w.string(*value);
-}
-
-void write_real(JsonWriter& w, const char* key, const std::optional<double>& value) {
-  if (!value) return;
-  w.key(key);
-  w.real(*value);
-}
-
-template <typename Enum, std::size_t N>
-void write_enum(JsonWriter& w, const char* key, const std::optional<Enum>& value, const core::EnumTable<Enum, N>& table) {
-  if (!value) return;
-  w.key(key);
-  w.string(table.to_string(*value));
-}
-
-// An optional array whose elements each pass `element`; a wrong element fails the record.
-template <typename T, typename Element>
-std::optional<std::vector<T>> read_array(JsonReader& r, const char* key, Element element) {
-  const json* array = r.value(key, false);
-  if (!array) return std::nullopt;
-  if (!array->is_array()) {
-    r.fail(key, "expected an array");
-    return std::nullopt;
-  }
-  std::vector<T> out;
-  out.reserve(array->size());
-  for (const json& item : *array) {
-    std::optional<T> value = element(item);
-    if (!value) {
-      r.fail(key, "an element is not valid");
-      return std::nullopt;
-    }
-    out.push_back(std::move(*value));
-  }
-  return out;
-}
-
 template <typename Enum, std::size_t N>
 auto enum_element(const core::EnumTable<Enum, N>& table) {
   return [&table](const json& item) -> std::optional<Enum> {
@@ -81,7 +40,7 @@ void write_color(JsonWriter& w, const AdobeColorState& c) {
   w.integer(c.brightness);
   w.key("title");
   w.string(c.title);
-  write_string(w, "pickerID", c.picker_id);
+  w.optional_string("pickerID", c.picker_id);
   w.end_object();
 }
 
@@ -107,7 +66,7 @@ void write_control(JsonWriter& w, const CreativeContinuousControl& c) {
   w.string(c.id);
   w.key("label");
   w.string(c.label);
-  write_string(w, "detail", c.detail);
+  w.optional_string("detail", c.detail);
   w.key("value");
   w.real(c.value);
   w.key("minimum");
@@ -120,14 +79,14 @@ void write_control(JsonWriter& w, const CreativeContinuousControl& c) {
   w.string(kCurveTable.to_string(c.curve));
   w.key("decimals");
   w.integer(c.decimals);
-  write_string(w, "blockedReason", c.blocked_reason);
+  w.optional_string("blockedReason", c.blocked_reason);
   if (c.axes) {
     w.key("axes");
     w.begin_array();
     for (const auto& axis : *c.axes) w.string(axis);
     w.end_array();
   }
-  write_string(w, "activeAxis", c.active_axis);
+  w.optional_string("activeAxis", c.active_axis);
   if (c.choices) {
     w.key("choices");
     w.begin_array();
@@ -141,7 +100,7 @@ void write_control(JsonWriter& w, const CreativeContinuousControl& c) {
     }
     w.end_array();
   }
-  write_string(w, "activeChoice", c.active_choice);
+  w.optional_string("activeChoice", c.active_choice);
   w.end_object();
 }
 
@@ -158,10 +117,10 @@ std::optional<CreativeContinuousControl> read_control(const json& j) {
   c.curve = r.enumeration("curve", kCurveTable);
   c.decimals = r.integer("decimals");
   c.blocked_reason = r.optional_string("blockedReason");
-  c.axes = read_array<std::string>(r, "axes", string_element);
+  c.axes = r.array<std::string>("axes", string_element);
   c.active_axis = r.optional_string("activeAxis");
-  c.choices = read_array<CreativeContinuousControl::Choice>(
-      r, "choices", [](const json& item) -> std::optional<CreativeContinuousControl::Choice> {
+  c.choices = r.array<CreativeContinuousControl::Choice>(
+      "choices", [](const json& item) -> std::optional<CreativeContinuousControl::Choice> {
         JsonReader choice(item);
         CreativeContinuousControl::Choice out{choice.string("id"), choice.string("label")};
         if (!choice.ok()) return std::nullopt;
@@ -186,17 +145,17 @@ void write_json(JsonWriter& w, const ShelfSurfaceState& s) {
   w.string(kShelfSurfaceIdentityTable.to_string(s.identity));
   w.key("available");
   w.boolean(s.available);
-  write_string(w, "unavailable", s.unavailable);
-  write_string(w, "trackID", s.track_id);
-  write_string(w, "title", s.title);
-  write_string(w, "artist", s.artist);
-  write_string(w, "album", s.album);
+  w.optional_string("unavailable", s.unavailable);
+  w.optional_string("trackID", s.track_id);
+  w.optional_string("title", s.title);
+  w.optional_string("artist", s.artist);
+  w.optional_string("album", s.album);
   if (s.artwork) {
     w.key("artwork");
     w.string(core::base64_encode(*s.artwork));
   }
-  write_real(w, "duration", s.duration);
-  write_real(w, "position", s.position);
+  w.optional_real("duration", s.duration);
+  w.optional_real("position", s.position);
   w.key("isPlaying");
   w.boolean(s.is_playing);
   if (s.volume) {
@@ -225,9 +184,9 @@ void write_json(JsonWriter& w, const ShelfSurfaceState& s) {
     w.key("continuousControl");
     write_control(w, *s.continuous_control);
   }
-  write_enum(w, "activeTool", s.active_tool, kAdobeToolIDTable);
-  write_enum(w, "agentActivity", s.agent_activity, kShelfAgentActivityTable);
-  write_string(w, "agentDetail", s.agent_detail);
+  w.optional_enumeration("activeTool", s.active_tool, kAdobeToolIDTable);
+  w.optional_enumeration("agentActivity", s.agent_activity, kShelfAgentActivityTable);
+  w.optional_string("agentDetail", s.agent_detail);
   for (const auto& [key, tools] : {std::pair{"blenderTools", &s.blender_tools}, std::pair{"blenderActive", &s.blender_active}}) {
     if (!*tools) continue;
     w.key(key);
@@ -266,7 +225,7 @@ std::optional<ShelfSurfaceState> surface_state_from_json(const json& j, std::str
   s.is_playing = r.boolean("isPlaying");
   s.volume = r.optional_integer("volume");
   s.timestamp = r.real("timestamp");
-  s.tool_grid = read_array<std::optional<AdobeToolID>>(r, "toolGrid", [](const json& item) {
+  s.tool_grid = r.array<std::optional<AdobeToolID>>("toolGrid", [](const json& item) {
     std::optional<std::optional<AdobeToolID>> cell;
     if (item.is_null()) {
       cell.emplace(std::nullopt);
@@ -286,8 +245,8 @@ std::optional<ShelfSurfaceState> surface_state_from_json(const json& j, std::str
   s.active_tool = r.optional_enumeration("activeTool", kAdobeToolIDTable);
   s.agent_activity = r.optional_enumeration("agentActivity", kShelfAgentActivityTable);
   s.agent_detail = r.optional_string("agentDetail");
-  s.blender_tools = read_array<BlenderToolID>(r, "blenderTools", enum_element(kBlenderToolIDTable));
-  s.blender_active = read_array<BlenderToolID>(r, "blenderActive", enum_element(kBlenderToolIDTable));
+  s.blender_tools = r.array<BlenderToolID>("blenderTools", enum_element(kBlenderToolIDTable));
+  s.blender_active = r.array<BlenderToolID>("blenderActive", enum_element(kBlenderToolIDTable));
   if (const json* labels = r.value("blenderLabels", false)) {
     if (!labels->is_object()) {
       r.fail("blenderLabels", "expected an object");
