@@ -3,7 +3,7 @@ add_library(kolvo_options INTERFACE)
 
 target_compile_options(kolvo_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Wold-style-cast
-  -Wcast-align -Woverloaded-virtual -Wnull-dereference -Wimplicit-fallthrough)
+  -Wcast-align -Woverloaded-virtual -Wimplicit-fallthrough)
 if(KOLVO_WERROR)
   target_compile_options(kolvo_options INTERFACE -Werror)
 endif()
