@@ -136,6 +136,17 @@ TEST(LiveRect, AdaptingKeepsTheCalibrationAcrossTheDockAndFollowsAlongIt) {
   EXPECT_EQ(adapt_live_rect(right, f, {1446, 280, 66, 250}), std::nullopt);  // under 70 % of the height
 }
 
+// `element` beneath `levels` plain wrappers, to reach past the walk's depth.
+sim::SimulatedElement wrapped(sim::SimulatedElement element, int levels) {
+  for (int i = 0; i < levels; ++i) {
+    sim::SimulatedElement parent;
+    parent.role = "AXUnknown";
+    parent.children = {std::move(element)};
+    element = std::move(parent);
+  }
+  return element;
+}
+
 // The Dock's accessibility tree as macOS presents it: an AXList of dock items under the Dock
 // application, plus decoys that are not the Dock.
 sim::SimulatedElement realistic_dock_tree(Rect list_frame) {
@@ -156,13 +167,7 @@ sim::SimulatedElement realistic_dock_tree(Rect list_frame) {
   sim::SimulatedElement deep = stripe;  // beyond the walk's depth, whatever it looks like
   deep.role = "AXList";
   deep.frame = Rect{100, 0, 1300, 90};
-  sim::SimulatedElement chain = deep;
-  for (int i = 0; i < 12; ++i) {
-    sim::SimulatedElement parent;
-    parent.role = "AXUnknown";
-    parent.children = {chain};
-    chain = parent;
-  }
+  const sim::SimulatedElement chain = wrapped(deep, 12);
   sim::SimulatedElement app;
   app.role = "AXApplication";
   app.title = "Dock";
@@ -191,18 +196,12 @@ TEST(LiveDockFrame, FindsTheListAmongDecoysWithAndWithoutACalibration) {
 
 TEST(LiveDockFrame, TheDeepestLevelVisitedIsEleven) {
   for (const auto& [levels, found] : std::vector<std::pair<int, bool>>{{11, true}, {12, false}}) {
-    sim::SimulatedElement chain;
-    chain.role = "AXList";
-    chain.frame = Rect{400, 0, 700, 70};
-    for (int i = 0; i < levels; ++i) {
-      sim::SimulatedElement parent;
-      parent.role = "AXUnknown";
-      parent.children = {chain};
-      chain = parent;
-    }
+    sim::SimulatedElement list;
+    list.role = "AXList";
+    list.frame = Rect{400, 0, 700, 70};
     sim::SimulatedElement app;
     app.role = "AXApplication";
-    app.children = {chain};  // the children walk starts at depth 0
+    app.children = {wrapped(list, levels)};  // the children walk starts at depth 0
     auto layout = testing::layout_of({laptop_screen()});
     layout.accessibility_trusted = true;
     layout.dock_accessibility = app;
