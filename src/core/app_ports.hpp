@@ -53,6 +53,8 @@ class FocusedApplicationMonitor {
   virtual ~FocusedApplicationMonitor() = default;
   virtual std::optional<std::string> frontmost_bundle_id() const = 0;
   virtual std::optional<std::string> frontmost_name() const = 0;
+  // Its process, for moving its windows.
+  virtual std::optional<std::int64_t> frontmost_pid() const = 0;
 };
 
 // The pointer monitor, as the delegate and the status menu drive it.

@@ -16,6 +16,10 @@ inline constexpr double kSecondsFrom1970To2001 = 978307200.0;
 double seconds_since_2001(WallTime time);
 WallTime from_seconds_since_2001(double seconds);
 
+// The Unix form, as some stored keys keep their dates.
+inline double seconds_since_1970(WallTime time) { return seconds_since_2001(time) + kSecondsFrom1970To2001; }
+inline WallTime from_seconds_since_1970(double seconds) { return from_seconds_since_2001(seconds - kSecondsFrom1970To2001); }
+
 // "2026-11-22T10:15:30Z", with ".250" milliseconds when the time has a fraction.
 std::string format_iso8601(WallTime time);
 // Accepts "YYYY-MM-DD", "YYYY-MM-DDTHH:MM[:SS[.fff]]" with "T" or a blank, then "Z", "+HH:MM",

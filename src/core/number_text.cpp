@@ -35,6 +35,14 @@ std::optional<double> parse_real(std::string_view text) {
   return value;
 }
 
+std::string zero_padded(long long value, int width) {
+  std::string digits = std::to_string(value < 0 ? -static_cast<unsigned long long>(value) : static_cast<unsigned long long>(value));
+  if (static_cast<int>(digits.size()) < width - (value < 0 ? 1 : 0)) {
+    digits.insert(0, static_cast<std::size_t>(width - (value < 0 ? 1 : 0)) - digits.size(), '0');
+  }
+  return value < 0 ? "-" + digits : digits;
+}
+
 std::optional<long long> parse_integer(std::string_view text) {
   if (!text.empty() && text.front() == '+') text.remove_prefix(1);
   long long value = 0;

@@ -14,6 +14,9 @@ std::string shortest_real_text(double value);
 // As Swift prints a Double: shortest round-trip, with ".0" on whole numbers ("2.0", "0.4").
 std::string swift_real_text(double value);
 
+// As "%0*d" prints: at least `width` digits, zeros in front ("07"); a sign before them.
+std::string zero_padded(long long value, int width);
+
 // Whole-string parses; leading or trailing garbage fails.
 std::optional<double> parse_real(std::string_view text);
 std::optional<long long> parse_integer(std::string_view text);

@@ -12,7 +12,9 @@ bool is_output_audible(const OutputAudibilityPort& audio) {
   if (!device) return true;
   if (audio.mute(*device).value_or(false)) return false;
   const auto volume = audio.volume_scalar(*device);
-  return !volume || *volume > 0.001;
+  // CoreAudio's volume is a Float32; comparing in that precision keeps a device set to
+  // exactly 0.001 silent.
+  return !volume || static_cast<float>(*volume) > 0.001f;
 }
 
 SoundEffectsManager::SoundEffectsManager(PreferenceStore& prefs, const Executor& clock,

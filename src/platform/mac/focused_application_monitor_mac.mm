@@ -13,6 +13,7 @@ MacFocusedApplicationMonitor::MacFocusedApplicationMonitor() : observer_(std::ma
     // Kolvo's own windows coming forward must not change which app's profile applies.
     if (app == nil || [app isEqual:NSRunningApplication.currentApplication]) return;
     bundle_id_ = app.bundleIdentifier ? std::optional<std::string>(app.bundleIdentifier.UTF8String) : std::nullopt;
+    pid_ = static_cast<std::int64_t>(app.processIdentifier);
     name_ = app.localizedName ? std::optional<std::string>(app.localizedName.UTF8String) : std::nullopt;
   };
   remember(NSWorkspace.sharedWorkspace.frontmostApplication);

@@ -110,10 +110,12 @@ class MacFocusedApplicationMonitor final : public core::FocusedApplicationMonito
   ~MacFocusedApplicationMonitor() override;
   std::optional<std::string> frontmost_bundle_id() const override { return bundle_id_; }
   std::optional<std::string> frontmost_name() const override { return name_; }
+  std::optional<std::int64_t> frontmost_pid() const override { return pid_; }
 
  private:
   struct Observer;
   std::unique_ptr<Observer> observer_;
+  std::optional<std::int64_t> pid_;
   std::optional<std::string> bundle_id_;
   std::optional<std::string> name_;
 };

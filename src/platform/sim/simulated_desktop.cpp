@@ -4,6 +4,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "controls/keyboard_controllers.hpp"
 #include "core/json_reader.hpp"
 
 namespace kolvo::sim {
@@ -119,6 +120,163 @@ class ElementView final : public geometry::AccessibilityElement {
   const SimulatedElement& element_;
 };
 
+using controls::AXElement;
+using controls::AXPoint;
+using controls::AXSize;
+using Sink = std::function<void(std::string_view)>;
+
+class SimulatedWindowElement final : public AXElement {
+ public:
+  SimulatedWindowElement(std::shared_ptr<SimulatedApplicationState> app, std::size_t index, const Sink* changes)
+      : app_(std::move(app)), index_(index), changes_(changes) {}
+
+  std::optional<std::string> string_attribute(std::string_view attribute) const override {
+    if (!window()) return std::nullopt;
+    if (attribute == "AXRole") return window()->role;
+    if (attribute == "AXSubrole") return window()->subrole;
+    if (attribute == "AXTitle") return window()->title;
+    return std::nullopt;
+  }
+  std::optional<bool> bool_attribute(std::string_view attribute) const override {
+    if (!window() || attribute != "AXFullScreen") return std::nullopt;
+    return window()->full_screen;
+  }
+  std::optional<AXPoint> point_attribute(std::string_view attribute) const override {
+    if (!window() || attribute != "AXPosition") return std::nullopt;
+    return AXPoint{window()->frame.x, window()->frame.y};
+  }
+  std::optional<AXSize> size_attribute(std::string_view attribute) const override {
+    if (!window() || attribute != "AXSize") return std::nullopt;
+    return AXSize{window()->frame.width, window()->frame.height};
+  }
+  std::unique_ptr<AXElement> element_attribute(std::string_view) const override { return nullptr; }
+  std::vector<std::unique_ptr<AXElement>> element_array_attribute(std::string_view) const override { return {}; }
+  bool set_bool_attribute(std::string_view, bool) override { return false; }
+
+  bool set_point_attribute(std::string_view attribute, AXPoint value) override {
+    SimulatedWindow* w = window();
+    if (!w || attribute != "AXPosition" || w->full_screen) return false;
+    if (w->lagging_moves > 0) {
+      --w->lagging_moves;
+      return true;
+    }
+    if (app_->enhanced_user_interface) {
+      // The animation is cut short by the next write and leaves the window halfway.
+      value = {(w->frame.x + value.x) / 2, (w->frame.y + value.y) / 2};
+    }
+    w->frame.x = value.x;
+    w->frame.y = value.y;
+    report();
+    return true;
+  }
+
+  bool set_size_attribute(std::string_view attribute, AXSize value) override {
+    SimulatedWindow* w = window();
+    if (!w || attribute != "AXSize" || w->full_screen) return false;
+    if (w->min_size) value = {std::max(value.width, w->min_size->width), std::max(value.height, w->min_size->height)};
+    if (w->max_size) value = {std::min(value.width, w->max_size->width), std::min(value.height, w->max_size->height)};
+    w->frame.width = value.width;
+    w->frame.height = value.height;
+    report();
+    return true;
+  }
+
+ private:
+  SimulatedWindow* window() const { return index_ < app_->windows.size() ? &app_->windows[index_] : nullptr; }
+  void report() const {
+    if (changes_ && *changes_) (*changes_)("window \"" + window()->title + "\" at " + geometry::describe(window()->frame));
+  }
+
+  std::shared_ptr<SimulatedApplicationState> app_;
+  std::size_t index_;
+  const Sink* changes_;
+};
+
+class SimulatedApplicationElement final : public AXElement {
+ public:
+  SimulatedApplicationElement(std::shared_ptr<SimulatedApplicationState> app, const Sink* changes)
+      : app_(std::move(app)), changes_(changes) {}
+
+  std::optional<std::string> string_attribute(std::string_view attribute) const override {
+    if (attribute == "AXRole") return "AXApplication";
+    return std::nullopt;
+  }
+  std::optional<bool> bool_attribute(std::string_view attribute) const override {
+    if (attribute == "AXEnhancedUserInterface") return app_->enhanced_user_interface;
+    return std::nullopt;
+  }
+  std::optional<AXPoint> point_attribute(std::string_view) const override { return std::nullopt; }
+  std::optional<AXSize> size_attribute(std::string_view) const override { return std::nullopt; }
+  std::unique_ptr<AXElement> element_attribute(std::string_view attribute) const override {
+    std::optional<std::size_t> index;
+    if (attribute == "AXFocusedWindow") index = app_->focused_window;
+    if (attribute == "AXMainWindow") index = app_->main_window;
+    if (!index || *index >= app_->windows.size()) return nullptr;
+    return std::make_unique<SimulatedWindowElement>(app_, *index, changes_);
+  }
+  std::vector<std::unique_ptr<AXElement>> element_array_attribute(std::string_view attribute) const override {
+    std::vector<std::unique_ptr<AXElement>> out;
+    if (attribute != "AXWindows") return out;
+    for (std::size_t i = 0; i < app_->windows.size(); ++i) {
+      out.push_back(std::make_unique<SimulatedWindowElement>(app_, i, changes_));
+    }
+    return out;
+  }
+  bool set_bool_attribute(std::string_view attribute, bool value) override {
+    if (attribute != "AXEnhancedUserInterface") return false;
+    app_->enhanced_user_interface = value;
+    return true;
+  }
+  bool set_point_attribute(std::string_view, AXPoint) override { return false; }
+  bool set_size_attribute(std::string_view, AXSize) override { return false; }
+
+ private:
+  std::shared_ptr<SimulatedApplicationState> app_;
+  const Sink* changes_;
+};
+
+std::optional<AXSize> size_of(const json& value) {
+  if (!value.is_array() || value.size() != 2 || !value[0].is_number() || !value[1].is_number()) return std::nullopt;
+  return AXSize{value[0].get<double>(), value[1].get<double>()};
+}
+
+bool parse_application_state(const json& entry, const std::string& where, SimulatedApplicationState& out,
+                             Failure& fail) {
+  core::JsonReader r(entry, where);
+  out.tab_count = static_cast<int>(r.optional_integer("tabs", 0, 1000).value_or(0));
+  out.selected_tab = static_cast<int>(r.optional_integer("selectedTab", 1, 1000).value_or(1));
+  out.enhanced_user_interface = r.optional_boolean("enhancedUserInterface").value_or(false);
+  if (!r.ok()) return fail(where, r.error());
+  if (out.tab_count > 0 && out.selected_tab > out.tab_count) return fail(where + ".selectedTab", "beyond the last tab");
+  if (!entry.contains("windows")) return true;
+  if (!entry["windows"].is_array()) return fail(where + ".windows", "expected an array");
+  for (std::size_t i = 0; i < entry["windows"].size(); ++i) {
+    const auto& value = entry["windows"][i];
+    const std::string here = where + ".windows[" + std::to_string(i) + "]";
+    core::JsonReader w(value, here);
+    SimulatedWindow window;
+    window.title = w.optional_string("title").value_or("Window " + std::to_string(i + 1));
+    if (value.contains("role")) window.role = w.optional_string("role");
+    if (value.contains("subrole")) window.subrole = w.optional_string("subrole");
+    window.full_screen = w.optional_boolean("fullScreen").value_or(false);
+    window.lagging_moves = static_cast<int>(w.optional_integer("laggingMoves", 0, 100).value_or(0));
+    if (w.optional_boolean("focused").value_or(false)) out.focused_window = i;
+    if (w.optional_boolean("main").value_or(false)) out.main_window = i;
+    if (!w.ok()) return fail(here, w.error());
+    const auto frame = value.contains("frame") ? rect_of(value["frame"]) : std::nullopt;
+    if (!frame) return fail(here + ".frame", "expected [x, y, width, height] from the top-left");
+    window.frame = *frame;
+    for (const char* key : {"minSize", "maxSize"}) {
+      if (!value.contains(key)) continue;
+      const auto size = size_of(value[key]);
+      if (!size) return fail(here + "." + key, "expected [width, height]");
+      (std::string(key) == "minSize" ? window.min_size : window.max_size) = size;
+    }
+    out.windows.push_back(std::move(window));
+  }
+  return true;
+}
+
 core::Subscription notify_on(core::Observable<int>& counter, std::function<void()> callback) {
   return counter.subscribe([callback = std::move(callback)](int) { callback(); });
 }
@@ -148,6 +306,24 @@ SimulatedLayout SimulatedLayout::built_in() {
   };
   layout.running_applications = {{"com.apple.dock", false, 100}, {"com.apple.finder", true, 101},
                                  {"com.apple.Safari", true, 102}, {"com.apple.Terminal", true, 103}};
+  // Safari in front with five tabs; a Terminal window that will not shrink below 480 × 300.
+  SimulatedApplicationState safari;
+  auto window = [](const char* title, Rect frame) {
+    SimulatedWindow w;
+    w.title = title;
+    w.frame = frame;
+    return w;
+  };
+  safari.windows.push_back(window("Apple", Rect{200, 120, 1000, 700}));
+  safari.focused_window = safari.main_window = 0;
+  safari.tab_count = 5;
+  layout.application_states[102] = safari;
+  SimulatedApplicationState terminal;
+  terminal.windows.push_back(window("Terminal", Rect{80, 300, 640, 420}));
+  terminal.windows.back().min_size = controls::AXSize{480, 300};
+  terminal.focused_window = terminal.main_window = 0;
+  layout.application_states[103] = terminal;
+  layout.frontmost_application = "com.apple.Safari";
   layout.accessibility_trusted = true;
   SimulatedElement list;
   list.role = "AXList";
@@ -248,6 +424,9 @@ std::optional<SimulatedLayout> parse_layout(const std::string& text, std::string
       app.pid = r.optional_integer("pid", 2).value_or(static_cast<std::int64_t>(1000 + i));
       app.regular = r.optional_boolean("regular").value_or(true);
       if (!r.ok()) return fail(where, r.error()), std::nullopt;
+      SimulatedApplicationState state;
+      if (!parse_application_state(apps[i], where, state, fail)) return std::nullopt;
+      if (!state.windows.empty() || state.tab_count > 0) layout.application_states[app.pid] = std::move(state);
       layout.running_applications.push_back(app);
     }
   }
@@ -296,6 +475,9 @@ std::optional<SimulatedLayout> load_layout(const std::optional<std::string>& pat
 }
 
 SimulatedDesktop::SimulatedDesktop(SimulatedLayout layout) : layout_(std::move(layout)) {
+  for (const auto& [pid, state] : layout_.application_states) {
+    states_[pid] = std::make_shared<SimulatedApplicationState>(state);
+  }
   if (layout_.dock_domain) {
     dock_domain_.emplace(std::map<std::string, core::PreferenceValue>(layout_.dock_domain->begin(),
                                                                       layout_.dock_domain->end()));
@@ -359,7 +541,48 @@ void SimulatedDesktop::launch(geometry::RunningApplication app) {
   launches_.set(launches_.get() + 1);
 }
 
+std::optional<std::int64_t> SimulatedDesktop::frontmost_pid() const {
+  if (!layout_.frontmost_application) return std::nullopt;
+  for (const auto& app : layout_.running_applications) {
+    if (app.bundle_id == layout_.frontmost_application) return app.pid;
+  }
+  return std::nullopt;
+}
+
+std::unique_ptr<controls::AXElement> SimulatedDesktop::create_application(std::int64_t pid) const {
+  const bool running = std::any_of(layout_.running_applications.begin(), layout_.running_applications.end(),
+                                   [pid](const auto& app) { return app.pid == pid; });
+  if (!running) return nullptr;
+  auto& state = const_cast<SimulatedDesktop*>(this)->states_[pid];
+  if (!state) state = std::make_shared<SimulatedApplicationState>();
+  return std::make_unique<SimulatedApplicationElement>(state, &changes_);
+}
+
+SimulatedApplicationState* SimulatedDesktop::application_state(std::int64_t pid) {
+  const auto found = states_.find(pid);
+  return found == states_.end() ? nullptr : found->second.get();
+}
+
+void SimulatedDesktop::receive_key_event(const controls::KeyboardEvent& event) {
+  constexpr std::uint16_t kTab = 48;
+  const auto pid = frontmost_pid();
+  auto* app = pid ? application_state(*pid) : nullptr;
+  if (!app || app->tab_count < 1 || event.key_code != kTab || !event.key_down || !event.flags) return;
+  const std::uint64_t modifiers = *event.flags & (controls::kControlFlag | controls::kShiftFlag);
+  int step = 0;
+  if (modifiers == controls::kControlFlag) step = 1;
+  if (modifiers == (controls::kControlFlag | controls::kShiftFlag)) step = -1;
+  if (step == 0) return;
+  // Browsers wrap from the last tab to the first and back.
+  app->selected_tab = (app->selected_tab - 1 + step + app->tab_count) % app->tab_count + 1;
+  if (changes_) {
+    changes_("tab " + std::to_string(app->selected_tab) + " of " + std::to_string(app->tab_count) + " in " +
+             layout_.frontmost_application.value_or("?"));
+  }
+}
+
 void SimulatedDesktop::terminate(std::int64_t pid) {
+  states_.erase(pid);
   std::erase_if(layout_.running_applications, [pid](const auto& app) { return app.pid == pid; });
   terminations_.set(terminations_.get() + 1);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -7,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "controls/control_ports.hpp"
 #include "core/app_ports.hpp"
 #include "core/observable.hpp"
 #include "core/preference_store.hpp"
@@ -23,6 +25,30 @@ struct SimulatedElement {
   std::vector<SimulatedElement> windows;
 };
 
+// One window of a running application, in the accessibility space (top-left origin).
+struct SimulatedWindow {
+  std::string title;
+  geometry::Rect frame;
+  std::optional<std::string> role = "AXWindow";
+  std::optional<std::string> subrole = "AXStandardWindow";
+  bool full_screen = false;
+  std::optional<controls::AXSize> min_size;  // the application refuses anything smaller
+  std::optional<controls::AXSize> max_size;  // or larger
+  int lagging_moves = 0;  // moves it ignores before it follows, as an app mid-animation does
+};
+
+// What the simulated Mac knows of a running application beyond its identity: its windows,
+// and the tabs of a browser.
+struct SimulatedApplicationState {
+  std::vector<SimulatedWindow> windows;
+  std::optional<std::size_t> focused_window;
+  std::optional<std::size_t> main_window;
+  // While on, moves animate and the window stops halfway, as with assistive apps running.
+  bool enhanced_user_interface = false;
+  int tab_count = 0;
+  int selected_tab = 1;
+};
+
 // The displays, the Dock's preferences, the running applications and the Dock's
 // accessibility tree of a simulated Mac. The format is documented in the README.
 struct SimulatedLayout {
@@ -34,6 +60,7 @@ struct SimulatedLayout {
   std::optional<SimulatedElement> dock_accessibility;
   std::vector<hidden_dock::InstalledApplication> installed_applications;
   std::optional<std::string> frontmost_application;  // bundle identifier
+  std::map<std::int64_t, SimulatedApplicationState> application_states;  // by pid
 
   // One 1512 × 982 point display with a bottom Dock of 48-point tiles.
   static SimulatedLayout built_in();
@@ -49,7 +76,8 @@ class SimulatedDesktop final : public geometry::ScreensPort,
                                public geometry::RunningApplicationsPort,
                                public geometry::AccessibilityElementReader,
                                public hidden_dock::ApplicationCatalog,
-                               public core::FocusedApplicationMonitor {
+                               public core::FocusedApplicationMonitor,
+                               public controls::AXApplicationsPort {
  public:
   explicit SimulatedDesktop(SimulatedLayout layout);
 
@@ -72,7 +100,17 @@ class SimulatedDesktop final : public geometry::ScreensPort,
 
   std::optional<std::string> frontmost_bundle_id() const override { return layout_.frontmost_application; }
   std::optional<std::string> frontmost_name() const override { return layout_.frontmost_application; }
+  std::optional<std::int64_t> frontmost_pid() const override;
   void set_frontmost_application(std::optional<std::string> bundle_id) { layout_.frontmost_application = std::move(bundle_id); }
+
+  // Windows, through the accessibility interface.
+  std::unique_ptr<controls::AXElement> create_application(std::int64_t pid) const override;
+  // The state of an application's windows and tabs; null when it has none.
+  SimulatedApplicationState* application_state(std::int64_t pid);
+  // A keystroke reaching the frontmost application: Control-Tab and Control-Shift-Tab move
+  // between a browser's tabs.
+  void receive_key_event(const controls::KeyboardEvent& event);
+  void set_change_sink(std::function<void(std::string_view)> sink) { changes_ = std::move(sink); }
 
   // The Dock's preference domain, or null when the layout says it cannot be opened.
   const core::PreferenceStore* dock_domain() const { return dock_domain_ ? &*dock_domain_ : nullptr; }
@@ -90,6 +128,9 @@ class SimulatedDesktop final : public geometry::ScreensPort,
  private:
   SimulatedLayout layout_;
   std::optional<core::MemoryPreferenceStore> dock_domain_;
+  // Shared with the accessibility elements handed out, which may outlive a termination.
+  std::map<std::int64_t, std::shared_ptr<SimulatedApplicationState>> states_;
+  std::function<void(std::string_view)> changes_;
   mutable core::Observable<int> screen_changes_{0};
   mutable core::Observable<int> launches_{0};
   mutable core::Observable<int> terminations_{0};
