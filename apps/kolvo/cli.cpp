@@ -27,6 +27,23 @@ constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
   frames decode             cut a raw Deck byte stream from standard input into frames,
                             one JSON line each
   frames encode             one JSON message per input line to frames on standard output
+  control volume|brightness|backlight [LEVEL]
+                            read a level, or set it (0 to 1, or a percentage)
+  control output [ID]       list the output devices, or choose one
+  control dark [on|off]     read or set dark mode
+  control desktop           show or hide the desktop
+  control space left|right  switch Spaces
+  control tab STEP          next (1) or previous (-1) tab in the frontmost browser
+  control snap LAYOUT [--pid PID]
+                            snap the frontmost window: leftHalf, rightHalf, maximize,
+                            topHalf, bottomHalf, topLeft, topRight, bottomLeft,
+                            bottomRight or center
+  control playpause         the play/pause media key
+  timer [status] [--json]   the timer's state and its dial label
+  timer start|stop          start or stop the timer
+  timer set MINUTES         the timer's minutes, 0 to 60
+                            (control and timer go to a running 'kolvo serve' when
+                            there is one; --sim FILE or --frontmost ID runs them here)
   help                      this text
 )";
 
@@ -63,6 +80,8 @@ int run(int argc, char** argv) {
   if (command == "dock") return run_dock(std::move(arguments));
   if (command == "pointer") return run_pointer(std::move(arguments));
   if (command == "frames") return run_frames(std::move(arguments));
+  if (command == "control") return run_control(std::move(arguments));
+  if (command == "timer") return run_timer(std::move(arguments));
   return fail(kExitUsage, "'" + command + "' is not a kolvo command; run 'kolvo help' for the list.");
 }
 

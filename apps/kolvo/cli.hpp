@@ -29,5 +29,7 @@ int run_diagnostics(Arguments arguments);
 int run_dock(Arguments arguments);
 int run_pointer(Arguments arguments);
 int run_frames(Arguments arguments);
+int run_control(Arguments arguments);
+int run_timer(Arguments arguments);
 
 }  // namespace kolvo::host

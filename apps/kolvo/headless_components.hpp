@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "controls/kolvo_timer_store.hpp"
 #include "core/app_ports.hpp"
 #include "geometry/dock_services.hpp"
 #include "hidden_dock/hidden_dock_services.hpp"
@@ -51,8 +52,8 @@ class HeadlessShell final : public core::AppShell {
 class HeadlessComponents final : public core::AppComponents {
  public:
   HeadlessComponents(LineSink overlay_sink, core::Executor& main, geometry::DockServices& dock,
-                     hidden_dock::HiddenDockServices& hidden_dock)
-      : overlay_sink_(std::move(overlay_sink)), main_(main), dock_(dock), hidden_dock_(hidden_dock) {}
+                     hidden_dock::HiddenDockServices& hidden_dock, controls::KolvoTimerStore& timer)
+      : overlay_sink_(std::move(overlay_sink)), main_(main), dock_(dock), hidden_dock_(hidden_dock), timer_(timer) {}
 
   std::shared_ptr<core::FocusedApplicationMonitor> make_focused_application_monitor() override { return nullptr; }
   std::shared_ptr<hidden_dock::OverlayWindowManager> make_overlay_window_manager() override;
@@ -61,15 +62,17 @@ class HeadlessComponents final : public core::AppComponents {
   void install_pointer_monitors(std::weak_ptr<core::HoverMonitorControl>) override {}
   std::shared_ptr<core::DockRectRefreshControl> make_dock_rect_refresh_controller(
       std::weak_ptr<hidden_dock::OverlayWindowManager> manager) override;
-  void set_timer_completion_reveal(std::function<void()> reveal) override { timer_reveal_ = std::move(reveal); }
+  void set_timer_completion_reveal(std::function<void()> reveal) override {
+    timer_.set_on_completion_reveal(std::move(reveal));
+  }
 
  private:
   LineSink overlay_sink_;
   core::Executor& main_;
   geometry::DockServices& dock_;
   hidden_dock::HiddenDockServices& hidden_dock_;
+  controls::KolvoTimerStore& timer_;
   std::shared_ptr<sim::SimulatedOverlayWindowManager> overlay_;
-  std::function<void()> timer_reveal_;
 };
 
 }  // namespace kolvo::host

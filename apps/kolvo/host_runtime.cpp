@@ -50,6 +50,18 @@ hidden_dock::HiddenDockServices& HostRuntime::hidden_dock() {
   return *hidden_dock_;
 }
 
+controls::ControlServices& HostRuntime::controls() {
+  if (!controls_) {
+    core::FocusedApplicationMonitor* focused = ports_.focused_application;
+    controls_ = std::make_unique<controls::ControlServices>(controls::ControlPorts{
+        *ports_.accessibility, *ports_.core_audio, *ports_.frameworks, *ports_.events, *ports_.scripts,
+        *ports_.processes, *ports_.global_preferences, *ports_.windows, *ports_.screens, ports_.running->own_pid(),
+        [focused] { return focused ? focused->frontmost_bundle_id() : std::nullopt; }, *prefs_, loop_, wall_clock_,
+        log_, &settings_.sound_effects()});
+  }
+  return *controls_;
+}
+
 core::DiagnosticsInput HostRuntime::diagnostics_input() {
   const auto& process = *ports_.process;
   core::DiagnosticsInput input;

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "controls/control_services.hpp"
 #include "core/asio_main_loop.hpp"
 #include "core/date_time.hpp"
 #include "core/diagnostics_log.hpp"
@@ -41,6 +42,8 @@ class HostRuntime {
   // Created on first use: loading the app stores reads the installed applications.
   hidden_dock::HiddenDockServices& hidden_dock();
   const core::WallClock& clock() const { return wall_clock_; }
+  // Created on first use: the timer restores itself from the preferences when made.
+  controls::ControlServices& controls();
 
   core::DiagnosticsInput diagnostics_input();
 
@@ -58,6 +61,7 @@ class HostRuntime {
   core::LaunchAtLoginManager launch_at_login_;
   geometry::DockServices dock_;
   std::unique_ptr<hidden_dock::HiddenDockServices> hidden_dock_;
+  std::unique_ptr<controls::ControlServices> controls_;
 };
 
 // Takes "--sim FILE" out of the arguments and builds the runtime; null after printing a

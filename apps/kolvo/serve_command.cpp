@@ -5,6 +5,8 @@
 
 #include "cli.hpp"
 #include "core/app_delegate.hpp"
+#include "control_requests.hpp"
+#include "control_socket.hpp"
 #include "headless_components.hpp"
 #include "host_runtime.hpp"
 
@@ -30,8 +32,18 @@ int run_serve(Arguments arguments) {
     runtime.loop().stop();
   };
 
+  // The simulated Mac says what the program does to it; the timer says when it starts and
+  // ends. A real Mac shows both on its own.
+  if (runtime.ports().report_simulated_changes) runtime.ports().report_simulated_changes(report("Mac"));
+  controls::KolvoTimerStore& timer = runtime.controls().timer();
+  std::vector<core::Subscription> timer_reports;
+  timer_reports.push_back(timer.is_running().subscribe([&timer, say = report("Timer")](bool running) {
+    say(running ? "running, " + timer.dial_label() + " left" : "stopped");
+  }));
+  timer_reports.push_back(timer.completion_pulse().subscribe([say = report("Timer")](int) { say("done"); }));
+
   HeadlessShell shell(report("Host"), quit);
-  HeadlessComponents components(report("Overlay"), runtime.loop(), runtime.dock(), runtime.hidden_dock());
+  HeadlessComponents components(report("Overlay"), runtime.loop(), runtime.dock(), runtime.hidden_dock(), timer);
   delegate = std::make_unique<core::AppDelegate>(core::AppDelegatePorts{
       shell, components, runtime.launch_at_login(), runtime.settings(), runtime.center(), runtime.loop(),
       runtime.log(), *runtime.ports().process, print, nullptr});
@@ -39,6 +51,19 @@ int run_serve(Arguments arguments) {
   // Every store loads its keys at start, as on the Mac.
   runtime.settings().load_all();
   delegate->did_finish_launching();
+
+  ControlContext control_context{runtime.controls(), runtime.ports().focused_application, runtime.ports().audio,
+                                 runtime.clock()};
+  ControlSocketServer control_socket(
+      runtime.loop().context(), platform::control_socket_path(),
+      [&control_context](std::vector<std::string> words, std::function<void(ControlReply)> reply) {
+        handle_control_request(control_context, std::move(words), std::move(reply));
+      });
+  if (control_socket.is_listening()) {
+    report("Control")("taking kolvo control and kolvo timer at " + control_socket.path().string());
+  } else {
+    report("Control")("not taking commands: " + control_socket.problem());
+  }
 
   asio::signal_set signals(runtime.loop().context(), SIGINT, SIGTERM);
   signals.async_wait([&](const std::error_code& error, int) {

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "controls/control_ports.hpp"
 #include "core/app_ports.hpp"
 #include "core/launch_at_login_manager.hpp"
 #include "core/preference_store.hpp"
@@ -35,6 +37,16 @@ struct HostPorts {
   geometry::AccessibilityElementReader* elements = nullptr;
   hidden_dock::ApplicationCatalog* applications = nullptr;
   core::FocusedApplicationMonitor* focused_application = nullptr;
+  // What the control services drive.
+  controls::CoreAudioPort* core_audio = nullptr;
+  controls::PrivateFrameworksPort* frameworks = nullptr;
+  controls::HIDEventPort* events = nullptr;
+  controls::AppleScriptPort* scripts = nullptr;
+  controls::ProcessLauncherPort* processes = nullptr;
+  const controls::GlobalPreferencesPort* global_preferences = nullptr;
+  const controls::AXApplicationsPort* windows = nullptr;
+  // Set when the Mac being driven is the simulated one: it reports each change it undergoes.
+  std::function<void(std::function<void(std::string_view line)> sink)> report_simulated_changes;
   // "com.apple.dock"; null when it cannot be opened.
   const core::PreferenceStore* dock_domain = nullptr;
   // Where the preferences live, for messages ("~/.config/kolvo/preferences.json").
@@ -58,5 +70,10 @@ struct HostPortsResult {
 };
 
 HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions& options);
+
+// Where a running host listens for `kolvo control` and `kolvo timer`: beside the preferences
+// on Linux, so each preference domain has its own host; in the per-user temporary folder on
+// the Mac.
+std::filesystem::path control_socket_path();
 
 }  // namespace kolvo::platform

@@ -1,6 +1,8 @@
 // Runs the real `kolvo` program against preference files in a temporary home.
 #include <gtest/gtest.h>
 
+#include "support/kolvo_cli_fixture.hpp"
+
 #include <sys/wait.h>
 
 #include <array>
@@ -17,46 +19,8 @@
 
 namespace {
 namespace fs = std::filesystem;
-
-struct CommandResult {
-  int exit_code;
-  std::string out;
-  std::string err;
-};
-
-class KolvoCli : public ::testing::Test {
- protected:
-  void SetUp() override {
-    std::random_device random;
-    home_ = fs::temp_directory_path() / ("kolvo-cli-" + std::to_string(random()));
-    fs::create_directories(home_ / "config" / "kolvo");
-  }
-  void TearDown() override { fs::remove_all(home_); }
-
-  fs::path prefs_file() const { return home_ / "config" / "kolvo" / "preferences.json"; }
-
-  CommandResult kolvo(const std::string& arguments) const {
-    const fs::path err = home_ / "stderr.txt";
-    const std::string command = "XDG_CONFIG_HOME='" + (home_ / "config").string() + "' '" KOLVO_BINARY "' " +
-                                arguments + " 2>'" + err.string() + "'";
-    FILE* pipe = ::popen(command.c_str(), "r");
-    std::string out;
-    std::array<char, 4096> buffer{};
-    std::size_t n;
-    while ((n = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0) out.append(buffer.data(), n);
-    const int status = ::pclose(pipe);
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out, read(err)};
-  }
-
-  static std::string read(const fs::path& path) {
-    std::ifstream in(path);
-    std::stringstream buffer;
-    buffer << in.rdbuf();
-    return buffer.str();
-  }
-
-  fs::path home_;
-};
+using kolvo::testing::CommandResult;
+using kolvo::testing::KolvoCli;
 
 TEST_F(KolvoCli, SettingsShowTheEffectiveValuesOfHandWrittenPreferences) {
   std::ofstream(prefs_file()) << R"({
@@ -100,21 +64,9 @@ TEST_F(KolvoCli, PrefsWriteRefusesBadValuesAndLeavesTheFileAlone) {
 
 TEST_F(KolvoCli, ServeStartsOverACorruptFileKeepsItAsideAndStopsOnSigterm) {
   std::ofstream(prefs_file()) << "{\"com.kolvo.deckEnabled\": tru";
-  const fs::path out = home_ / "serve.txt";
-  const std::string command = "XDG_CONFIG_HOME='" + (home_ / "config").string() + "' '" KOLVO_BINARY "' serve >'" +
-                              out.string() + "' 2>&1 & echo $!";
-  FILE* pipe = ::popen(command.c_str(), "r");
-  int pid = 0;
-  ASSERT_EQ(std::fscanf(pipe, "%d", &pid), 1);
-  ::pclose(pipe);
-  for (int i = 0; i < 200 && read(out).find("serving") == std::string::npos; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(25));
-  }
-  ::kill(pid, SIGTERM);
-  for (int i = 0; i < 200 && read(out).find("[Host] stopped") == std::string::npos; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(25));
-  }
-  const std::string log = read(out);
+  start_serve();
+  stop_serve();
+  const std::string log = read(serve_log());
   EXPECT_NE(log.find("[SHELF THROW] no other Kolvo instance is running"), std::string::npos) << log;
   EXPECT_NE(log.find("could not be read"), std::string::npos) << log;
   EXPECT_NE(log.find("onboarding window: Welcome to Kolvo"), std::string::npos) << log;
@@ -185,23 +137,6 @@ TEST_F(KolvoCli, DockReportsEveryDisplayOfALayoutAndCalibrateSavesThroughTheStor
 
 namespace {
 
-CommandResult run_with_input(const std::string& command, const std::string& input, const fs::path& home) {
-  const fs::path in = home / "trace.txt";
-  std::ofstream(in) << input;
-  const fs::path err = home / "stderr.txt";
-  const std::string line = "XDG_CONFIG_HOME='" + (home / "config").string() + "' '" KOLVO_BINARY "' " + command + " <'" +
-                           in.string() + "' 2>'" + err.string() + "'";
-  FILE* pipe = ::popen(line.c_str(), "r");
-  std::string out;
-  std::array<char, 4096> buffer{};
-  std::size_t n;
-  while ((n = std::fread(buffer.data(), 1, buffer.size(), pipe)) > 0) out.append(buffer.data(), n);
-  const int status = ::pclose(pipe);
-  std::ifstream e(err);
-  std::stringstream text;
-  text << e.rdbuf();
-  return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, out, text.str()};
-}
 
 TEST_F(KolvoCli, PointerReplaysATraceAndAProfileOverridesTheEdgesOfItsApp) {
   // A profile for Photoshop turns its right edge into a volume slider and its top-left corner
@@ -214,21 +149,21 @@ TEST_F(KolvoCli, PointerReplaysATraceAndAProfileOverridesTheEdgesOfItsApp) {
   })";
   // Into the right Dock trigger, out, then the top-left corner. The default Dock spans 464 to 1048.
   const std::string trace = "700 400 0\n1070 30 0.1\n700 400 0.2\n5 980 0.3\n700 400 0.4\n";
-  const auto plain = run_with_input("pointer", trace, home_);
+  const auto plain = kolvo("pointer", trace);
   ASSERT_EQ(plain.exit_code, 0) << plain.err;
   EXPECT_EQ(plain.out, "0.100 open hidden dock right\n0.750 hide\n");
 
-  const auto photoshop = run_with_input("pointer --frontmost com.adobe.Photoshop", trace, home_);
+  const auto photoshop = kolvo("pointer --frontmost com.adobe.Photoshop", trace);
   ASSERT_EQ(photoshop.exit_code, 0) << photoshop.err;
   EXPECT_EQ(photoshop.out, "0.100 show slider right volume\n0.300 show dial topLeft\n1.400 hide slider\n1.600 hide dial\n");
 
-  const auto json = run_with_input("pointer --json", trace, home_);
+  const auto json = kolvo("pointer --json", trace);
   EXPECT_EQ(nlohmann::json::parse(json.out)[0]["action"], "open hidden dock right");
 
-  const auto bad = run_with_input("pointer", "1 2\n", home_);
+  const auto bad = kolvo("pointer", "1 2\n");
   EXPECT_EQ(bad.exit_code, 2);
   EXPECT_NE(bad.err.find("Line 1"), std::string::npos);
-  const auto backwards = run_with_input("pointer", "1 2 3\n1 2 1\n", home_);
+  const auto backwards = kolvo("pointer", "1 2 3\n1 2 1\n");
   EXPECT_NE(backwards.err.find("goes back in time"), std::string::npos);
 }
 
@@ -243,11 +178,11 @@ TEST_F(KolvoCli, FramesEncodeThenDecodeRoundTripsAndReportsErrorsAndLeftovers) {
       "{\"type\":\"approvalRequired\"}\n"
       "\n"
       "{\"type\":\"tabStep\",\"step\":-2}\n";
-  const auto encoded = run_with_input("frames encode", messages, home_);
+  const auto encoded = kolvo("frames encode", messages);
   EXPECT_EQ(encoded.exit_code, 1);  // one line was not a message
   EXPECT_NE(encoded.err.find("line 3"), std::string::npos) << encoded.err;
 
-  const auto decoded = run_with_input("frames decode", encoded.out + std::string("\x00\x00", 2), home_);
+  const auto decoded = kolvo("frames decode", encoded.out + std::string("\x00\x00", 2));
   EXPECT_EQ(decoded.exit_code, 0) << decoded.err;
   EXPECT_EQ(decoded.out,
             "{\"payloadBytes\":15,\"skippedOversize\":false,\"message\":{\"type\":\"ping\"}}\n"
@@ -257,7 +192,7 @@ TEST_F(KolvoCli, FramesEncodeThenDecodeRoundTripsAndReportsErrorsAndLeftovers) {
             "{\"remainingBytes\":2}\n");
 
   const std::string bad_frame = std::string("\x00\x00\x00\x04", 4) + "nope" + std::string("\x00\x80\x00\x01", 4);
-  const auto failed = run_with_input("frames decode", bad_frame, home_);
+  const auto failed = kolvo("frames decode", bad_frame);
   EXPECT_EQ(failed.exit_code, 1);
   EXPECT_EQ(failed.out,
             "{\"payloadBytes\":4,\"skippedOversize\":false,\"message\":null}\n"

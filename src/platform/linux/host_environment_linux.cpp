@@ -40,9 +40,26 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
   ports.elements = machine->desktop.get();
   ports.applications = machine->desktop.get();
   ports.focused_application = machine->desktop.get();
+  ports.core_audio = &machine->mac;
+  ports.frameworks = &machine->mac;
+  ports.events = &machine->mac;
+  ports.scripts = &machine->mac;
+  ports.processes = &machine->mac;
+  ports.global_preferences = &machine->mac;
+  ports.windows = machine->desktop.get();
+  sim::SimulatedDesktop* desktop = machine->desktop.get();
+  machine->mac.set_key_event_receiver([desktop](const controls::KeyboardEvent& event) { desktop->receive_key_event(event); });
+  ports.report_simulated_changes = [mac = &machine->mac, desktop](std::function<void(std::string_view)> sink) {
+    mac->set_change_sink(sink);
+    desktop->set_change_sink(std::move(sink));
+  };
   ports.dock_domain = machine->desktop->dock_domain();
   ports.owner = std::move(machine);
   return {std::move(ports), {}};
+}
+
+std::filesystem::path control_socket_path() {
+  return JsonFilePreferenceStore::default_path().parent_path() / "control.sock";
 }
 
 }  // namespace kolvo::platform

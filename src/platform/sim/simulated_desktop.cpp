@@ -164,9 +164,10 @@ class SimulatedWindowElement final : public AXElement {
       // The animation is cut short by the next write and leaves the window halfway.
       value = {(w->frame.x + value.x) / 2, (w->frame.y + value.y) / 2};
     }
+    const Rect before = w->frame;
     w->frame.x = value.x;
     w->frame.y = value.y;
-    report();
+    report(before);
     return true;
   }
 
@@ -175,15 +176,17 @@ class SimulatedWindowElement final : public AXElement {
     if (!w || attribute != "AXSize" || w->full_screen) return false;
     if (w->min_size) value = {std::max(value.width, w->min_size->width), std::max(value.height, w->min_size->height)};
     if (w->max_size) value = {std::min(value.width, w->max_size->width), std::min(value.height, w->max_size->height)};
+    const Rect before = w->frame;
     w->frame.width = value.width;
     w->frame.height = value.height;
-    report();
+    report(before);
     return true;
   }
 
  private:
   SimulatedWindow* window() const { return index_ < app_->windows.size() ? &app_->windows[index_] : nullptr; }
-  void report() const {
+  void report(const Rect& before) const {
+    if (window()->frame == before) return;
     if (changes_ && *changes_) (*changes_)("window \"" + window()->title + "\" at " + geometry::describe(window()->frame));
   }
 
