@@ -73,7 +73,7 @@ class ControlSession : public std::enable_shared_from_this<ControlSession> {
 }  // namespace
 
 ControlSocketServer::ControlSocketServer(asio::io_context& context, std::filesystem::path path, Handler handler)
-    : context_(context), path_(std::move(path)), handler_(std::move(handler)), acceptor_(context) {
+    : path_(std::move(path)), handler_(std::move(handler)), acceptor_(context) {
   if (!fits_socket_address(path_)) {
     problem_ = "the control socket path " + path_.string() + " is too long for a socket";
     return;

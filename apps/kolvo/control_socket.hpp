@@ -38,7 +38,6 @@ class ControlSocketServer {
  private:
   void accept();
 
-  asio::io_context& context_;
   std::filesystem::path path_;
   Handler handler_;
   asio::local::stream_protocol::acceptor acceptor_;

@@ -1,6 +1,7 @@
 #import <AppKit/AppKit.h>
 
 #include "app_shell_mac.hpp"
+#include "platform/mac/objc_text.hpp"
 
 // Receives the status menu's clicks and open/close events and hands them to the core.
 @interface KolvoStatusMenuTarget : NSObject <NSMenuDelegate>
@@ -34,9 +35,7 @@
 namespace kolvo::mac {
 namespace {
 
-NSString* ns_string(std::string_view text) {
-  return [[NSString alloc] initWithBytes:text.data() length:text.size() encoding:NSUTF8StringEncoding];
-}
+using platform::ns_string;
 
 // The menu-bar glyph: an 18 × 18 pt template image of a screen with a Dock at its foot and a
 // slot opening beside it.

@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "app_shell_mac.hpp"
+#include "controls/control_services.hpp"
 #include "core/app_delegate.hpp"
 #include "core/date_time.hpp"
 #include "core/diagnostics_log.hpp"
@@ -21,12 +22,14 @@ namespace kolvo::mac {
 class MacComponents final : public core::AppComponents {
  public:
   MacComponents(core::Executor& main, core::DiagnosticsLog& log, geometry::DockServices& dock,
-                hidden_dock::HiddenDockServices& hidden_dock)
-      : main_(main), log_(log), dock_(dock), hidden_dock_(hidden_dock) {}
+                hidden_dock::HiddenDockServices& hidden_dock, controls::ControlServices& controls,
+                core::FocusedApplicationMonitor* focused)
+      : main_(main), log_(log), dock_(dock), hidden_dock_(hidden_dock), controls_(controls), focused_(focused) {}
 
+  // The host's own monitor, watching since the ports were made; the delegate shares it
+  // without owning it.
   std::shared_ptr<core::FocusedApplicationMonitor> make_focused_application_monitor() override {
-    focused_ = std::make_shared<platform::MacFocusedApplicationMonitor>();
-    return focused_;
+    return std::shared_ptr<core::FocusedApplicationMonitor>(std::shared_ptr<void>(), focused_);
   }
   std::shared_ptr<hidden_dock::OverlayWindowManager> make_overlay_window_manager() override {
     core::DiagnosticsLog* log = &log_;
@@ -49,17 +52,20 @@ class MacComponents final : public core::AppComponents {
     controller->start();
     return controller;
   }
-  void set_timer_completion_reveal(std::function<void()> reveal) override { timer_reveal_ = std::move(reveal); }
+  // Making the timer here restores one left running at the last quit.
+  void set_timer_completion_reveal(std::function<void()> reveal) override {
+    controls_.timer().set_on_completion_reveal(std::move(reveal));
+  }
 
  private:
   core::Executor& main_;
   core::DiagnosticsLog& log_;
   geometry::DockServices& dock_;
   hidden_dock::HiddenDockServices& hidden_dock_;
+  controls::ControlServices& controls_;
   platform::MacHaptics haptics_;
-  std::shared_ptr<platform::MacFocusedApplicationMonitor> focused_;
+  core::FocusedApplicationMonitor* focused_;
   std::shared_ptr<platform::MacHoverMonitor> pointer_monitors_;
-  std::function<void()> timer_reveal_;
 };
 
 // Everything the application owns, created in dependency order.
@@ -76,13 +82,18 @@ struct MacRuntime {
   geometry::DockServices dock{geometry::DockEnvironment{*ports.screens, ports.dock_domain, *ports.running,
                                                         *ports.accessibility, *ports.elements},
                               *ports.prefs, center, executor, log, settings.alignment(), clock};
-  std::shared_ptr<core::FocusedApplicationMonitor> focused;
+  core::FocusedApplicationMonitor* focused = ports.focused_application;
   hidden_dock::HiddenDockServices hidden_dock{*ports.prefs, *ports.applications, log, settings, dock,
                                               [this]() -> std::optional<std::string> {
                                                 return focused ? focused->frontmost_bundle_id() : std::nullopt;
                                               }};
+  controls::ControlServices controls{controls::ControlPorts{
+      *ports.accessibility, *ports.core_audio, *ports.frameworks, *ports.events, *ports.scripts, *ports.processes,
+      *ports.global_preferences, *ports.windows, *ports.screens, ports.running->own_pid(),
+      [this]() -> std::optional<std::string> { return focused ? focused->frontmost_bundle_id() : std::nullopt; },
+      *ports.prefs, executor, clock, log, &settings.sound_effects()}};
   MacAppShell shell;
-  MacComponents components{executor, log, dock, hidden_dock};
+  MacComponents components{executor, log, dock, hidden_dock, controls, focused};
   core::AppDelegate delegate{core::AppDelegatePorts{
       shell, components, launch_at_login, settings, center, executor, log, *ports.process,
       [](std::string_view line) { std::cout << line << std::endl; }, nullptr}};

@@ -43,7 +43,7 @@ std::optional<core::WallTime> stored_end_date(const core::PreferenceStore& prefs
 
 KolvoTimerStore::KolvoTimerStore(core::PreferenceStore& prefs, core::Executor& main, const core::WallClock& clock,
                                  core::SoundEffectsManager* sounds)
-    : prefs_(prefs), main_(main), clock_(clock), sounds_(sounds), ticker_(main), presentation_(main) {
+    : prefs_(prefs), clock_(clock), sounds_(sounds), ticker_(main), presentation_(main) {
   const auto stored = prefs_.read_integer(core::keys::kTimerSelectedMinutes);
   if (stored.is_present() && stored.value > 0) {
     selected_minutes_.set(static_cast<int>(std::min<std::int64_t>(stored.value, kMaximumMinutes)));

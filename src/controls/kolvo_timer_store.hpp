@@ -57,7 +57,6 @@ class KolvoTimerStore {
   int seconds_until_end() const;
 
   core::PreferenceStore& prefs_;
-  core::Executor& main_;
   const core::WallClock& clock_;
   core::SoundEffectsManager* sounds_;
   core::Observable<int> selected_minutes_{kDefaultMinutes};

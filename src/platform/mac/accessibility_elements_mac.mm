@@ -1,6 +1,7 @@
 #import <AppKit/AppKit.h>
 #import <ApplicationServices/ApplicationServices.h>
 
+#include "platform/mac/ax_element_mac.hpp"
 #include "platform/mac/mac_adapters.hpp"
 
 namespace kolvo::platform {
@@ -45,40 +46,17 @@ class MacElement final : public geometry::AccessibilityElement {
   }
 
  private:
-  CFTypeRef copy(CFStringRef attribute) const {
-    CFTypeRef value = nullptr;
-    if (AXUIElementCopyAttributeValue(element_, attribute, &value) != kAXErrorSuccess) return nullptr;
-    return value;
-  }
-
   std::optional<std::string> string_attribute(CFStringRef attribute) const {
-    id value = CFBridgingRelease(copy(attribute));
-    if (![value isKindOfClass:NSString.class]) return std::nullopt;
-    return std::string([value UTF8String] ?: "");
+    return ax::string_attribute(element_, attribute);
   }
 
   bool value_attribute(CFStringRef attribute, AXValueType type, void* out) const {
-    CFTypeRef value = copy(attribute);
-    if (!value) return false;
-    const bool ok = CFGetTypeID(value) == AXValueGetTypeID() && AXValueGetValue(static_cast<AXValueRef>(value), type, out);
-    CFRelease(value);
-    return ok;
+    return ax::value_attribute(element_, attribute, type, out);
   }
 
   std::vector<std::unique_ptr<geometry::AccessibilityElement>> elements(CFStringRef attribute) const {
     std::vector<std::unique_ptr<geometry::AccessibilityElement>> out;
-    CFTypeRef value = copy(attribute);
-    if (!value) return out;
-    if (CFGetTypeID(value) == CFArrayGetTypeID()) {
-      CFArrayRef array = static_cast<CFArrayRef>(value);
-      for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
-        auto element = static_cast<AXUIElementRef>(const_cast<void*>(CFArrayGetValueAtIndex(array, i)));
-        if (!element || CFGetTypeID(element) != AXUIElementGetTypeID()) continue;
-        CFRetain(element);
-        out.push_back(std::make_unique<MacElement>(element));
-      }
-    }
-    CFRelease(value);
+    for (AXUIElementRef element : ax::copy_elements(element_, attribute)) out.push_back(std::make_unique<MacElement>(element));
     return out;
   }
 

@@ -2,6 +2,8 @@
 #include <unistd.h>
 
 #include "platform/mac/mac_adapters.hpp"
+#include "platform/mac/objc_text.hpp"
+#include "controls/audio_controllers.hpp"
 #include "platform/sim/simulated_desktop.hpp"
 
 namespace kolvo::platform {
@@ -17,7 +19,14 @@ std::string info_string(NSString* key, const std::string& fallback) {
 struct MacHost {
   MacAccessibilityTrust accessibility;
   MacSystemAppearance appearance;
-  MacOutputAudibility audio;
+  MacCoreAudio core_audio;
+  controls::CoreAudioOutputAudibility audio{core_audio};
+  MacPrivateFrameworks frameworks;
+  MacHIDEvents events;
+  MacAppleScript scripts;
+  MacProcessLauncher processes;
+  MacGlobalPreferences global_preferences;
+  MacAXApplications windows;
   MacSoundLibrary sounds{KOLVO_RESOURCE_DIR "/Sounds"};
   MacLoginItemService login_items;
   MacScreens screens;
@@ -55,9 +64,7 @@ std::string MacProcessEnvironment::os_version() const {
 std::vector<core::RunningInstance> MacProcessEnvironment::running_instances(std::string_view bundle_identifier) const {
   std::vector<core::RunningInstance> instances;
   @autoreleasepool {
-    NSString* identifier = [[NSString alloc] initWithBytes:bundle_identifier.data()
-                                                    length:bundle_identifier.size()
-                                                  encoding:NSUTF8StringEncoding];
+    NSString* identifier = ns_string(bundle_identifier);
     for (NSRunningApplication* app in [NSRunningApplication runningApplicationsWithBundleIdentifier:identifier]) {
       instances.push_back({app.processIdentifier, app.bundleURL.path.UTF8String ?: ""});
     }
@@ -86,6 +93,7 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
     ports.applications = host->simulated.get();
     if (options.frontmost) host->simulated->set_frontmost_application(options.frontmost);
     ports.focused_application = host->simulated.get();
+    ports.windows = host->simulated.get();
     ports.dock_domain = host->simulated->dock_domain();
   }
   ports.prefs = std::make_unique<MacPreferenceStore>(identity.bundle_id);
@@ -95,9 +103,21 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
   ports.audio = &host->audio;
   ports.sounds = &host->sounds;
   ports.login_items = &host->login_items;
+  ports.core_audio = &host->core_audio;
+  ports.frameworks = &host->frameworks;
+  ports.events = &host->events;
+  ports.scripts = &host->scripts;
+  ports.processes = &host->processes;
+  ports.global_preferences = &host->global_preferences;
+  if (!ports.windows) ports.windows = &host->windows;
   ports.preferences_location = "the " + identity.bundle_id + " defaults domain";
   ports.owner = std::move(host);
   return {std::move(ports), {}};
+}
+
+std::filesystem::path control_socket_path() {
+  // The per-user temporary folder: private to the user, and short enough for a socket address.
+  return std::filesystem::path(utf8(NSTemporaryDirectory())) / "com.kolvo.Kolvo.control.sock";
 }
 
 }  // namespace kolvo::platform

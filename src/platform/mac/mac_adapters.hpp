@@ -3,9 +3,11 @@
 // The Mac's implementations of the core's ports. The declarations are plain C++ so that C++
 // code can hold them; every Objective-C type stays inside the .mm files.
 
+#include <map>
 #include <memory>
 #include <string>
 
+#include "controls/control_ports.hpp"
 #include "core/app_ports.hpp"
 #include "core/executor.hpp"
 #include "core/launch_at_login_manager.hpp"
@@ -44,12 +46,72 @@ class MacSystemAppearance final : public core::SystemAppearance {
   [[nodiscard]] core::Subscription observe_theme_changes(std::function<void()> changed) override;
 };
 
-// CoreAudio's default output device.
-class MacOutputAudibility final : public core::OutputAudibilityPort {
+// The AudioObject functions of CoreAudio.
+class MacCoreAudio final : public controls::CoreAudioPort {
  public:
-  std::optional<core::AudioObjectID> default_output_device() const override;
-  std::optional<bool> mute(core::AudioObjectID device) const override;
-  std::optional<double> volume_scalar(core::AudioObjectID device) const override;
+  bool has_property(core::AudioObjectID object, const controls::AudioPropertyAddress& address) const override;
+  bool is_property_settable(core::AudioObjectID object, const controls::AudioPropertyAddress& address) const override;
+  std::optional<std::uint32_t> property_data_size(core::AudioObjectID object,
+                                                  const controls::AudioPropertyAddress& address) const override;
+  std::optional<float> float32_value(core::AudioObjectID object,
+                                     const controls::AudioPropertyAddress& address) const override;
+  std::optional<std::uint32_t> uint32_value(core::AudioObjectID object,
+                                            const controls::AudioPropertyAddress& address) const override;
+  std::optional<std::vector<core::AudioObjectID>> object_list(
+      core::AudioObjectID object, const controls::AudioPropertyAddress& address) const override;
+  std::optional<std::string> string_value(core::AudioObjectID object,
+                                          const controls::AudioPropertyAddress& address) const override;
+  bool set_float32(core::AudioObjectID object, const controls::AudioPropertyAddress& address, float value) override;
+  bool set_uint32(core::AudioObjectID object, const controls::AudioPropertyAddress& address,
+                  std::uint32_t value) override;
+};
+
+// dlopen/dlsym for DisplayServices, the Objective-C runtime for CoreBrightness's client.
+class MacPrivateFrameworks final : public controls::PrivateFrameworksPort {
+ public:
+  ~MacPrivateFrameworks() override;
+  bool load_library(std::string_view path) override;
+  controls::GetBrightnessEntry get_brightness_symbol(std::string_view path, std::string_view symbol) override;
+  controls::SetBrightnessEntry set_brightness_symbol(std::string_view path, std::string_view symbol) override;
+  std::unique_ptr<controls::KeyboardBrightnessClient> make_keyboard_brightness_client(
+      std::string_view class_name) override;
+  std::uint32_t main_display_id() const override;
+
+ private:
+  void* symbol(std::string_view path, std::string_view name);
+  std::map<std::string, void*, std::less<>> handles_;  // dlopen handles by path, kept for the process
+};
+
+// Quartz keyboard events and NSEvent's system-defined media-key events.
+class MacHIDEvents final : public controls::HIDEventPort {
+ public:
+  bool post_keyboard_events(const std::vector<controls::KeyboardEvent>& events) override;
+  bool post_system_defined(const controls::SystemDefinedEvent& event) override;
+  double system_uptime() const override;
+};
+
+// NSAppleScript, compiled and run in this process.
+class MacAppleScript final : public controls::AppleScriptPort {
+ public:
+  controls::AppleScriptOutcome run_apple_script(const std::string& source) override;
+};
+
+// NSTask with both output streams piped.
+class MacProcessLauncher final : public controls::ProcessLauncherPort {
+ public:
+  controls::ProcessOutcome run_process(const std::string& executable, const std::vector<std::string>& arguments) override;
+};
+
+// NSUserDefaults' global domain.
+class MacGlobalPreferences final : public controls::GlobalPreferencesPort {
+ public:
+  std::optional<core::PreferenceValue> global_domain_value(std::string_view key) const override;
+};
+
+// AXUIElement by attribute name, for moving windows.
+class MacAXApplications final : public controls::AXApplicationsPort {
+ public:
+  std::unique_ptr<controls::AXElement> create_application(std::int64_t pid) const override;
 };
 
 // AVAudioPlayer over "Sounds/<name>.mp3" in the bundle's resources, or in `fallback_folder`

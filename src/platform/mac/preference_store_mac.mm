@@ -1,15 +1,12 @@
 #import <Foundation/Foundation.h>
 
 #include "platform/mac/mac_adapters.hpp"
+#include "platform/mac/objc_text.hpp"
 
 namespace kolvo::platform {
 namespace {
 
 using core::PreferenceValue;
-
-NSString* ns_string(std::string_view text) {
-  return [[NSString alloc] initWithBytes:text.data() length:text.size() encoding:NSUTF8StringEncoding];
-}
 
 id to_property_list(const PreferenceValue& value) {
   struct Visitor {
@@ -43,7 +40,7 @@ std::optional<PreferenceValue> from_property_list(id object) {
     if (CFNumberIsFloatType(static_cast<CFNumberRef>(number))) return PreferenceValue([object doubleValue]);
     return PreferenceValue(static_cast<std::int64_t>([object longLongValue]));
   }
-  if ([object isKindOfClass:NSString.class]) return PreferenceValue(std::string([object UTF8String] ?: ""));
+  if ([object isKindOfClass:NSString.class]) return PreferenceValue(utf8(object));
   if ([object isKindOfClass:NSData.class]) {
     NSData* data = object;
     const auto* bytes = static_cast<const std::uint8_t*>(data.bytes);
@@ -114,6 +111,14 @@ std::map<std::string, core::PreferenceValue> MacPreferenceStore::all() const {
     }
   }
   return values;
+}
+
+std::optional<core::PreferenceValue> MacGlobalPreferences::global_domain_value(std::string_view key) const {
+  @autoreleasepool {
+    NSDictionary* domain = [NSUserDefaults.standardUserDefaults persistentDomainForName:NSGlobalDomain];
+    if (![domain isKindOfClass:NSDictionary.class]) return std::nullopt;
+    return from_property_list(domain[ns_string(key)]);
+  }
 }
 
 }  // namespace kolvo::platform

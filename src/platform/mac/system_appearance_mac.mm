@@ -1,16 +1,14 @@
 #import <Foundation/Foundation.h>
 
+#include "controls/appearance_controller.hpp"
 #include "platform/mac/mac_adapters.hpp"
 #include "platform/mac/notification_subscription.hpp"
 
 namespace kolvo::platform {
 
 bool MacSystemAppearance::is_dark() const {
-  @autoreleasepool {
-    id style = CFBridgingRelease(CFPreferencesCopyValue(CFSTR("AppleInterfaceStyle"), kCFPreferencesAnyApplication,
-                                                        kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
-    return [style isKindOfClass:NSString.class] && [style caseInsensitiveCompare:@"Dark"] == NSOrderedSame;
-  }
+  return controls::is_dark_interface_style(
+      MacGlobalPreferences().global_domain_value(controls::AppearanceController::kInterfaceStyleKey));
 }
 
 core::Subscription MacSystemAppearance::observe_theme_changes(std::function<void()> changed) {
