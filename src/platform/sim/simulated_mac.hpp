@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
@@ -168,7 +169,7 @@ class SimulatedMac final : public core::AccessibilityTrust,
 
   bool accessibility_trusted_ = true;
   bool dark_mode_ = false;
-  bool automation_allowed_ = true;
+  std::atomic<bool> automation_allowed_ = true;  // read by the script queue too
   core::Observable<bool> theme_;
   std::vector<std::string> scripts_run_;
 
