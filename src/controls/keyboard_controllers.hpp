@@ -102,7 +102,7 @@ class DesktopSpaceController {
   using Completion = std::function<void(bool switched)>;
 
   DesktopSpaceController(ProcessLauncherPort& launcher, core::Executor& main, core::DiagnosticsLog& log)
-      : launcher_(launcher), log_(log), queue_(std::string(kQueueLabel), main) {}
+      : launcher_(launcher), log_(log), queue_(std::string(kQueueLabel), main, core::SerialQueue::Priority::user_initiated) {}
 
   void switch_space(SpaceDirection direction, Completion done = {});
 

@@ -4,7 +4,8 @@
 
 namespace kolvo::core {
 
-SerialQueue::SerialQueue(std::string label, Executor& main) : label_(std::move(label)), main_(main) {}
+SerialQueue::SerialQueue(std::string label, Executor& main, Priority priority)
+    : label_(std::move(label)), main_(main), priority_(priority) {}
 
 SerialQueue::~SerialQueue() {
   alive_.reset();
@@ -33,6 +34,7 @@ void SerialQueue::run() {
   const std::string name = label_.size() > 15 ? label_.substr(label_.size() - 15) : label_;
 #if defined(__APPLE__)
   pthread_setname_np(name.c_str());
+  pthread_set_qos_class_self_np(priority_ == Priority::user_initiated ? QOS_CLASS_USER_INITIATED : QOS_CLASS_UTILITY, 0);
 #else
   pthread_setname_np(pthread_self(), name.c_str());
 #endif

@@ -18,7 +18,11 @@ namespace kolvo::core {
 // completion never reaches an owner that is gone.
 class SerialQueue {
  public:
-  SerialQueue(std::string label, Executor& main);
+  // How the system should weigh the queue's thread against others. On the Mac this is the
+  // thread's quality of service; elsewhere it changes nothing.
+  enum class Priority { utility, user_initiated };
+
+  SerialQueue(std::string label, Executor& main, Priority priority = Priority::utility);
   ~SerialQueue();
   SerialQueue(const SerialQueue&) = delete;
   SerialQueue& operator=(const SerialQueue&) = delete;
@@ -46,6 +50,7 @@ class SerialQueue {
 
   std::string label_;
   Executor& main_;
+  [[maybe_unused]] Priority priority_;  // only the Mac has a use for it
   std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 
   std::mutex mutex_;
