@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <iostream>
 
 #include "cli.hpp"
@@ -28,7 +29,11 @@ int run_request(std::string command, Arguments arguments) {
   if (!here_only) {
     if (auto reply = send_control_request(platform::control_socket_path(), words)) return print(*reply);
   }
-  auto runtime = HostRuntime::create(HostRuntime::Mode::live, options, error);
+  // Reading the timer's state runs its loading rules over a copy, so looking never writes.
+  const bool only_reads = words.front() == "timer" && std::none_of(words.begin() + 1, words.end(), [](const auto& w) {
+                            return w != "status" && w != "--json";
+                          });
+  auto runtime = HostRuntime::create(only_reads ? HostRuntime::Mode::read_only : HostRuntime::Mode::live, options, error);
   if (!runtime) return fail(kExitFailure, error);
   if (runtime->ports().report_simulated_changes && words.front() == "control") {
     std::cerr << "kolvo: no kolvo serve is running; this ran on a fresh simulated Mac.\n";

@@ -98,8 +98,10 @@ TEST_F(KolvoControl, TheTimerKeepsItsEndAcrossARestartOfTheHost) {
   EXPECT_EQ(again.exit_code, 1);
   stop_serve();
 
-  // With no host running, the command reads the same stored timer itself.
+  // With no host running, the command reads the same stored timer itself, and only reads.
+  const std::string stored = read(prefs_file());
   const auto between = nlohmann::json::parse(output_of("timer status --json"));
+  EXPECT_EQ(read(prefs_file()), stored);
   EXPECT_EQ(between["endDate"], first["endDate"]);
   EXPECT_EQ(between["running"], true);
 
@@ -127,6 +129,8 @@ TEST_F(KolvoControl, ATimerThatEndedWhileNothingRanIsDroppedWithoutAChime) {
 }
 
 TEST_F(KolvoControl, WithoutAHostEachControlRunsOnAFreshSimulatedMac) {
+  EXPECT_EQ(output_of("timer"), "stopped, 10 MIN\n");
+  EXPECT_FALSE(std::filesystem::exists(prefs_file())) << "looking at the timer wrote the preferences";
   const CommandResult set = kolvo("control volume 0.3");
   EXPECT_EQ(set.out, "volume 0.3\n");
   EXPECT_NE(set.err.find("fresh simulated Mac"), std::string::npos);
