@@ -37,9 +37,14 @@ int run_serve(Arguments arguments) {
   if (runtime.ports().report_simulated_changes) runtime.ports().report_simulated_changes(report("Mac"));
   controls::KolvoTimerStore& timer = runtime.controls().timer();
   std::vector<core::Subscription> timer_reports;
-  timer_reports.push_back(timer.is_running().subscribe([&timer, say = report("Timer")](bool running) {
-    say(running ? "running, " + timer.dial_label() + " left" : "stopped");
+  timer_reports.push_back(timer.is_running().subscribe([&timer, &runtime, say = report("Timer")](bool running) {
+    if (running) return say("running, " + timer.dial_label() + " left");
+    // A completion also stops the timer; it is told as "done" instead, once its sound has played.
+    runtime.loop().post([&timer, say, pulse = timer.completion_pulse().get()] {
+      if (timer.completion_pulse().get() == pulse) say("stopped");
+    });
   }));
+  if (timer.is_running().get()) report("Timer")("resumed, " + timer.dial_label() + " left");
   timer_reports.push_back(timer.completion_pulse().subscribe([say = report("Timer")](int) { say("done"); }));
 
   HeadlessShell shell(report("Host"), quit);

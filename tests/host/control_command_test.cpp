@@ -128,6 +128,24 @@ TEST_F(KolvoControl, ATimerThatEndedWhileNothingRanIsDroppedWithoutAChime) {
   EXPECT_EQ(read(serve_log()).find("[Mac] sound timer"), std::string::npos);
 }
 
+TEST_F(KolvoControl, ATimerEndingUnderTheHostChimesAndRevealsItsControl) {
+  const double soon = core::seconds_since_1970(std::chrono::system_clock::now()) + 2.5;
+  std::ofstream(prefs_file()) << R"({"com.kolvo.timer.running": true, "com.kolvo.timer.endDate": )"
+                              << std::to_string(soon) << "}";
+  start_serve();
+  ASSERT_TRUE(wait_for_log([](const std::string& log) { return log.find("[Overlay] reveal timer") != std::string::npos; }))
+      << read(serve_log());
+  const std::string log = read(serve_log());
+  const auto resumed = log.find("[Timer] resumed, 00:0");
+  const auto chime = log.find("[Mac] sound timer at ");
+  const auto done = log.find("[Timer] done");
+  ASSERT_NE(resumed, std::string::npos) << log;
+  EXPECT_LT(resumed, chime);
+  EXPECT_LT(chime, done);
+  EXPECT_EQ(log.find("[Timer] stopped"), std::string::npos) << "a completion is not a stop:\n" << log;
+  EXPECT_EQ(output_of("timer"), "stopped, 10 MIN\n");
+}
+
 TEST_F(KolvoControl, WithoutAHostEachControlRunsOnAFreshSimulatedMac) {
   EXPECT_EQ(output_of("timer"), "stopped, 10 MIN\n");
   EXPECT_FALSE(std::filesystem::exists(prefs_file())) << "looking at the timer wrote the preferences";
