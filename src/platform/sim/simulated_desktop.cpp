@@ -556,7 +556,7 @@ std::unique_ptr<controls::AXElement> SimulatedDesktop::create_application(std::i
   const bool running = std::any_of(layout_.running_applications.begin(), layout_.running_applications.end(),
                                    [pid](const auto& app) { return app.pid == pid; });
   if (!running) return nullptr;
-  auto& state = const_cast<SimulatedDesktop*>(this)->states_[pid];
+  auto& state = states_[pid];
   if (!state) state = std::make_shared<SimulatedApplicationState>();
   return std::make_unique<SimulatedApplicationElement>(state, &changes_);
 }

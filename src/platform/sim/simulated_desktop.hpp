@@ -128,8 +128,9 @@ class SimulatedDesktop final : public geometry::ScreensPort,
  private:
   SimulatedLayout layout_;
   std::optional<core::MemoryPreferenceStore> dock_domain_;
-  // Shared with the accessibility elements handed out, which may outlive a termination.
-  std::map<std::int64_t, std::shared_ptr<SimulatedApplicationState>> states_;
+  // Shared with the accessibility elements handed out, which may outlive a termination. Asking
+  // for an application's element gives it a state, as a real application always has one.
+  mutable std::map<std::int64_t, std::shared_ptr<SimulatedApplicationState>> states_;
   std::function<void(std::string_view)> changes_;
   mutable core::Observable<int> screen_changes_{0};
   mutable core::Observable<int> launches_{0};
