@@ -10,6 +10,20 @@ std::optional<AudioObjectID> default_output_device(const CoreAudioPort& audio) {
   return *device;
 }
 
+namespace {
+
+// The default output device when it has the property and lets it be written: the one test
+// each setter passes before it writes.
+std::optional<AudioObjectID> writable_default_device(const CoreAudioPort& audio, const AudioPropertyAddress& address) {
+  const auto device = default_output_device(audio);
+  if (!device || !audio.has_property(*device, address) || !audio.is_property_settable(*device, address)) {
+    return std::nullopt;
+  }
+  return device;
+}
+
+}  // namespace
+
 bool SystemVolumeController::has_volume_control() const {
   const auto device = default_output_device(audio_);
   return device && audio_.has_property(*device, audio::kVirtualMainVolume);
@@ -25,20 +39,15 @@ std::optional<float> SystemVolumeController::volume() const {
 
 void SystemVolumeController::set_volume(float value) {
   const float volume = clamp_unit(value);
-  const auto device = default_output_device(audio_);
-  if (!device || !audio_.has_property(*device, audio::kVirtualMainVolume) ||
-      !audio_.is_property_settable(*device, audio::kVirtualMainVolume)) {
-    return;
-  }
+  const auto device = writable_default_device(audio_, audio::kVirtualMainVolume);
+  if (!device) return;
   if (!audio_.set_float32(*device, audio::kVirtualMainVolume, volume)) return;
   set_muted(volume <= kMuteThreshold);
 }
 
 void SystemVolumeController::set_muted(bool muted) {
-  const auto device = default_output_device(audio_);
-  if (!device || !audio_.has_property(*device, audio::kMute) || !audio_.is_property_settable(*device, audio::kMute)) {
-    return;
-  }
+  const auto device = writable_default_device(audio_, audio::kMute);
+  if (!device) return;
   audio_.set_uint32(*device, audio::kMute, muted ? 1 : 0);
 }
 
