@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "deck/deck_framing.hpp"
+#include "deck/protocol/deck_framing.hpp"
 
 namespace {
 
@@ -82,10 +82,10 @@ void BM_EncodeStateUpdate(benchmark::State& state) {
   s.profile = KolvoDeckProfileInfo{"Photoshop", "com.adobe.Photoshop", false, "Photoshop", "com.adobe.Photoshop"};
   s.appearance = KolvoDeckAppearance{10.0 / 255, 132.0 / 255, 1.0, true};
   s.desktop_switch_available = true;
-  s.stats = std::vector<KolvoDeckStat>{{kolvo::core::KolvoDeckStatKind::cpu, 0.123, std::nullopt},
-                                       {kolvo::core::KolvoDeckStatKind::ram, 0.61, std::nullopt},
-                                       {kolvo::core::KolvoDeckStatKind::storage, 0.48, std::nullopt},
-                                       {kolvo::core::KolvoDeckStatKind::battery, 0.8, true}};
+  s.stats = std::vector<KolvoDeckStat>{{kolvo::prefs::KolvoDeckStatKind::cpu, 0.123, std::nullopt},
+                                       {kolvo::prefs::KolvoDeckStatKind::ram, 0.61, std::nullopt},
+                                       {kolvo::prefs::KolvoDeckStatKind::storage, 0.48, std::nullopt},
+                                       {kolvo::prefs::KolvoDeckStatKind::battery, 0.8, true}};
   m.state = s;
   std::size_t bytes = 0;
   for (auto _ : state) {

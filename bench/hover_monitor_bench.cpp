@@ -4,30 +4,30 @@
 
 #include <vector>
 
-#include "core/manual_executor.hpp"
-#include "hidden_dock/hover_monitor.hpp"
+#include "base/manual_executor.hpp"
+#include "overlay/hover_monitor.hpp"
 
 namespace {
 
 using namespace kolvo;
-using hidden_dock::Side;
+using dock::Side;
 
-class NoPanels final : public hidden_dock::OverlayWindowManager, public hidden_dock::HapticPerformer {
+class NoPanels final : public overlay::OverlayWindowManager, public overlay::HapticPerformer {
  public:
   void show_hidden_dock(Side side, bool) override { visible = true, side_ = side; }
   void hide_hidden_dock() override { visible = false; }
   bool is_hidden_dock_visible() const override { return visible; }
   bool is_hidden_dock_pinned() const override { return false; }
   Side last_open_side() const override { return side_; }
-  void show_slider(Side, core::EdgeMode) override {}
+  void show_slider(Side, prefs::EdgeMode) override {}
   void hide_slider() override {}
-  void show_dial(core::Corner, core::CornerControlMode) override {}
+  void show_dial(prefs::Corner, prefs::CornerControlMode) override {}
   void hide_dial() override {}
   void set_pressure_cue_visible(bool, Side) override {}
   void close_all_panels() override {}
   void reveal_timer_control() override {}
   void start_calibration(std::function<void()>) override {}
-  std::optional<geometry::ScreenInfo> active_screen() const override { return std::nullopt; }
+  std::optional<dock::ScreenInfo> active_screen() const override { return std::nullopt; }
   void recompute_geometry() override {}
   void selected_display_disconnected() override {}
   void perform_alignment() override {}
@@ -35,23 +35,23 @@ class NoPanels final : public hidden_dock::OverlayWindowManager, public hidden_d
   Side side_ = Side::left;
 };
 
-class TwoDisplays final : public hidden_dock::ZoneProvider {
+class TwoDisplays final : public overlay::ZoneProvider {
  public:
-  hidden_dock::ZoneLayout zone_layout() override {
-    hidden_dock::ZoneLayout layout;
-    layout.settings.right_edge_mode = core::EdgeMode::volume;
-    layout.settings.corner_modes = {core::CornerControlMode::volume, core::CornerControlMode::brightness,
-                                    core::CornerControlMode::timer, core::CornerControlMode::playPause};
-    layout.active_dials = {core::CornerControlMode::volume, core::CornerControlMode::brightness,
-                           core::CornerControlMode::timer, core::CornerControlMode::off};
+  overlay::ZoneLayout zone_layout() override {
+    overlay::ZoneLayout layout;
+    layout.settings.right_edge_mode = prefs::EdgeMode::volume;
+    layout.settings.corner_modes = {prefs::CornerControlMode::volume, prefs::CornerControlMode::brightness,
+                                    prefs::CornerControlMode::timer, prefs::CornerControlMode::playPause};
+    layout.active_dials = {prefs::CornerControlMode::volume, prefs::CornerControlMode::brightness,
+                           prefs::CornerControlMode::timer, prefs::CornerControlMode::off};
     layout.first_containing_decides = true;
-    const geometry::Rect laptop{0, 0, 1512, 982};
-    const geometry::Rect studio{1512, -200, 2560, 1440};
-    for (const auto& [frame, dock] : {std::pair{laptop, geometry::Rect{464, 0, 584, 70}},
-                                      std::pair{studio, geometry::Rect{2400, -200, 800, 80}}}) {
-      auto zones = hidden_dock::make_display_zones(
-          frame, geometry::make_dock_geometry(frame, {dock, geometry::DockRectSource::calibration,
-                                                      geometry::DockPosition::bottom, false}),
+    const dock::Rect laptop{0, 0, 1512, 982};
+    const dock::Rect studio{1512, -200, 2560, 1440};
+    for (const auto& [frame, dock] : {std::pair{laptop, dock::Rect{464, 0, 584, 70}},
+                                      std::pair{studio, dock::Rect{2400, -200, 800, 80}}}) {
+      auto zones = overlay::make_display_zones(
+          frame, dock::make_dock_geometry(frame, {dock, dock::DockRectSource::calibration,
+                                                      dock::DockPosition::bottom, false}),
           6, 0);
       zones.reacts = true;
       layout.displays.push_back(zones);
@@ -63,9 +63,9 @@ class TwoDisplays final : public hidden_dock::ZoneProvider {
 
 // A path through every zone of both displays: open space, each Dock trigger, the open tray,
 // the slider strip, each corner square, and across to the second display and back.
-std::vector<geometry::Point> sweep() {
-  std::vector<geometry::Point> path;
-  const std::vector<geometry::Point> stops = {{700, 400}, {440, 30},   {600, 60},   {700, 400},  {1070, 30},
+std::vector<dock::Point> sweep() {
+  std::vector<dock::Point> path;
+  const std::vector<dock::Point> stops = {{700, 400}, {440, 30},   {600, 60},   {700, 400},  {1070, 30},
                                               {1470, 3},  {700, 400},  {5, 975},    {1505, 975}, {5, 5},
                                               {2000, 500}, {2380, -180}, {3220, -180}, {4060, 1230}, {700, 400}};
   for (std::size_t i = 0; i + 1 < stops.size(); ++i) {
@@ -78,10 +78,10 @@ std::vector<geometry::Point> sweep() {
 }
 
 void BM_HoverMonitorPointerMove(benchmark::State& state) {
-  core::ManualExecutor clock;
+  base::ManualExecutor clock;
   auto panels = std::make_shared<NoPanels>();
   TwoDisplays zones;
-  hidden_dock::HoverMonitor monitor(clock, panels, *panels, zones);
+  overlay::HoverMonitor monitor(clock, panels, *panels, zones);
   const auto path = sweep();
   std::size_t i = 0;
   for (auto _ : state) {

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "deck/deck_framing.hpp"
+#include "deck/protocol/deck_framing.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace kolvo::deck;

@@ -1,8 +1,8 @@
 #include <iostream>
 
+#include "app/diagnostics_report.hpp"
+#include "app/settings.hpp"
 #include "cli.hpp"
-#include "core/diagnostics_report.hpp"
-#include "core/settings.hpp"
 #include "host_runtime.hpp"
 
 namespace kolvo::host {
@@ -12,7 +12,7 @@ int run_settings(Arguments arguments) {
   auto runtime = open_runtime(arguments, HostRuntime::Mode::read_only);
   if (!runtime) return kExitFailure;
   if (!arguments.empty()) return fail(kExitUsage, "'kolvo settings' takes no arguments besides --json.");
-  const auto values = core::effective_settings(runtime->settings());
+  const auto values = app::effective_settings(runtime->settings());
   if (json) {
     std::cout << values.dump(2) << '\n';
     return 0;
@@ -25,7 +25,7 @@ int run_diagnostics(Arguments arguments) {
   auto runtime = open_runtime(arguments, HostRuntime::Mode::read_only);
   if (!runtime) return kExitFailure;
   if (!arguments.empty()) return fail(kExitUsage, "'kolvo diagnostics' takes no arguments besides --sim.");
-  std::cout << core::diagnostics_report(runtime->diagnostics_input()) << '\n';
+  std::cout << app::diagnostics_report(runtime->diagnostics_input()) << '\n';
   return 0;
 }
 

@@ -6,9 +6,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include "base/date_time.hpp"
+#include "base/number_text.hpp"
 #include "cli.hpp"
-#include "core/date_time.hpp"
-#include "core/number_text.hpp"
 
 namespace kolvo::host {
 namespace {
@@ -23,14 +23,14 @@ constexpr std::string_view kNotTrusted =
 ControlReply done(std::string output) { return {0, std::move(output) + "\n", {}}; }
 ControlReply failed(int code, std::string sentence) { return {code, {}, "kolvo: " + std::move(sentence) + "\n"}; }
 
-std::string level_text(float value) { return core::shortest_real_text(std::round(static_cast<double>(value) * 1e6) / 1e6); }
+std::string level_text(float value) { return base::shortest_real_text(std::round(static_cast<double>(value) * 1e6) / 1e6); }
 
 // "0.4", "40%": a level between 0 and 1 as the user may type it.
 std::optional<float> parse_level(const std::string& text) {
   std::string_view digits = text;
   double scale = 1.0;
   if (digits.ends_with('%')) digits.remove_suffix(1), scale = 100.0;
-  const auto value = core::parse_real(digits);
+  const auto value = base::parse_real(digits);
   if (!value || !std::isfinite(*value) || *value / scale < 0 || *value / scale > 1) return std::nullopt;
   return static_cast<float>(*value / scale);
 }
@@ -68,7 +68,7 @@ ControlReply output(ControlContext& context, const std::vector<std::string>& wor
   if (words.size() > 3) return failed(kExitUsage, "'kolvo control output' takes at most one device id.");
   const auto devices = outputs.output_devices();
   if (words.size() == 3) {
-    const auto id = core::parse_integer(words[2]);
+    const auto id = base::parse_integer(words[2]);
     const auto chosen = std::find_if(devices.begin(), devices.end(),
                                      [&](const auto& d) { return id && static_cast<long long>(d.id) == *id; });
     if (chosen == devices.end()) {
@@ -121,7 +121,7 @@ void space(ControlContext& context, const std::vector<std::string>& words, const
 }
 
 ControlReply tab(ControlContext& context, const std::vector<std::string>& words) {
-  const auto delta = words.size() == 3 ? core::parse_integer(words[2]) : std::nullopt;
+  const auto delta = words.size() == 3 ? base::parse_integer(words[2]) : std::nullopt;
   if (!delta || *delta < INT32_MIN || *delta > INT32_MAX) {
     return failed(kExitUsage, "'kolvo control tab' takes a step: 1 for the next tab, -1 for the previous.");
   }
@@ -140,16 +140,16 @@ ControlReply tab(ControlContext& context, const std::vector<std::string>& words)
 ControlReply snap(ControlContext& context, std::vector<std::string> words) {
   std::optional<long long> pid;
   if (const auto flag = std::find(words.begin(), words.end(), "--pid"); flag != words.end()) {
-    if (flag + 1 == words.end() || !(pid = core::parse_integer(*(flag + 1)))) {
+    if (flag + 1 == words.end() || !(pid = base::parse_integer(*(flag + 1)))) {
       return failed(kExitUsage, "--pid needs a process id.");
     }
     words.erase(flag, flag + 2);
   }
-  std::optional<deck::KolvoDeckWindowLayout> layout;
-  if (words.size() == 3) layout = deck::kWindowLayoutTable.parse(words[2]);
+  std::optional<controls::WindowLayout> layout;
+  if (words.size() == 3) layout = controls::kWindowLayoutTable.parse(words[2]);
   if (!layout) {
     std::string names;
-    for (const auto& [value, name] : deck::kWindowLayoutTable.entries) names += (names.empty() ? "" : ", ") + std::string(name);
+    for (const auto& [value, name] : controls::kWindowLayoutTable.entries) names += (names.empty() ? "" : ", ") + std::string(name);
     return failed(kExitUsage, "'kolvo control snap' takes a layout: " + names + ".");
   }
   if (!pid && context.focused) pid = context.focused->frontmost_pid();
@@ -174,12 +174,12 @@ ControlReply timer_status(ControlContext& context, bool json) {
                                   {"remainingSeconds", timer.remaining_seconds().get()},
                                   {"dialLabel", timer.dial_label()},
                                   {"dialValue", timer.dial_value()},
-                                  {"endDate", timer.end_date() ? nlohmann::ordered_json(core::format_iso8601(*timer.end_date()))
+                                  {"endDate", timer.end_date() ? nlohmann::ordered_json(base::format_iso8601(*timer.end_date()))
                                                                : nlohmann::ordered_json(nullptr)}};
     return {0, status.dump() + "\n", {}};
   }
   if (!timer.is_running().get()) return done("stopped, " + timer.dial_label());
-  return done("running, " + timer.dial_label() + " left, ends " + core::format_iso8601(*timer.end_date()));
+  return done("running, " + timer.dial_label() + " left, ends " + base::format_iso8601(*timer.end_date()));
 }
 
 ControlReply timer(ControlContext& context, std::vector<std::string> words) {
@@ -199,7 +199,7 @@ ControlReply timer(ControlContext& context, std::vector<std::string> words) {
     return timer_status(context, json);
   }
   if (verb == "set" && words.size() == 3) {
-    const auto minutes = core::parse_integer(words[2]);
+    const auto minutes = base::parse_integer(words[2]);
     if (!minutes || *minutes < 0 || *minutes > 60) {
       return failed(kExitUsage, "The timer takes whole minutes from 0 to 60; '" + words[2] + "' is not.");
     }

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "catalog/focused_application_monitor.hpp"
 #include "controls/control_services.hpp"
-#include "core/app_ports.hpp"
 
 namespace kolvo::host {
 
@@ -18,9 +18,9 @@ struct ControlReply {
 
 struct ControlContext {
   controls::ControlServices& services;
-  const core::FocusedApplicationMonitor* focused = nullptr;
-  const core::OutputAudibilityPort* audibility = nullptr;
-  const core::WallClock& clock;
+  const catalog::FocusedApplicationMonitor* focused = nullptr;
+  const sound::OutputAudibilityPort* audibility = nullptr;
+  const base::WallClock& clock;
 };
 
 // Runs one request, given as the words after "kolvo": "control volume 0.4", "timer status".

@@ -1,15 +1,15 @@
 #include <iostream>
 #include <sstream>
 
+#include "base/number_text.hpp"
 #include "cli.hpp"
-#include "core/number_text.hpp"
 #include "host_runtime.hpp"
 
 namespace kolvo::host {
 namespace {
 
-using geometry::Rect;
-using geometry::Side;
+using dock::Rect;
+using dock::Side;
 using Json = nlohmann::ordered_json;
 
 Json rect_json(const Rect& r) { return {{"x", r.x}, {"y", r.y}, {"width", r.width}, {"height", r.height}}; }
@@ -19,7 +19,7 @@ std::optional<Rect> parse_rect(const std::string& text) {
   std::stringstream stream(text);
   std::string part;
   while (std::getline(stream, part, ',')) {
-    const auto number = core::parse_real(part);
+    const auto number = base::parse_real(part);
     if (!number) return std::nullopt;
     numbers.push_back(*number);
   }
@@ -41,25 +41,25 @@ Json describe_displays(HostRuntime& runtime) {
     const auto geometry = dock.geometry_for(screen);
     Json display;
     display["name"] = screen.identity.localized_name;
-    display["key"] = geometry::primary_key(screen.identity);
+    display["key"] = dock::primary_key(screen.identity);
     display["calibrationKey"] = key ? Json(*key) : Json(nullptr);
-    display["calibration"] = key ? Json(geometry::to_json(dock.store().calibrations().at(*key))) : Json(nullptr);
-    display["isTarget"] = target && geometry::primary_key(target->identity) == geometry::primary_key(screen.identity);
+    display["calibration"] = key ? Json(dock::to_json(dock.store().calibrations().at(*key))) : Json(nullptr);
+    display["isTarget"] = target && dock::primary_key(target->identity) == dock::primary_key(screen.identity);
     display["frame"] = rect_json(screen.frame);
     display["visibleFrame"] = rect_json(screen.visible_frame);
     display["detection"] = {{"dockRect", rect_json(geometry.detection.dock_rect)},
-                            {"source", std::string(geometry::to_string(geometry.detection.source))},
-                            {"dockPosition", std::string(geometry::to_string(geometry.detection.dock_position))}};
+                            {"source", std::string(dock::to_string(geometry.detection.source))},
+                            {"dockPosition", std::string(dock::to_string(geometry.detection.dock_position))}};
     display["leftTriggerRect"] = rect_json(geometry.left_trigger_rect);
     display["rightTriggerRect"] = rect_json(geometry.right_trigger_rect);
-    display["triggerStrips"] = {{"left", rect_json(geometry::trigger_strip(geometry, Side::left, offset))},
-                                {"right", rect_json(geometry::trigger_strip(geometry, Side::right, offset))}};
-    display["hoverBands"] = {{"left", rect_json(geometry::hover_band(geometry, Side::left, offset))},
-                             {"right", rect_json(geometry::hover_band(geometry, Side::right, offset))}};
+    display["triggerStrips"] = {{"left", rect_json(dock::trigger_strip(geometry, Side::left, offset))},
+                                {"right", rect_json(dock::trigger_strip(geometry, Side::right, offset))}};
+    display["hoverBands"] = {{"left", rect_json(dock::hover_band(geometry, Side::left, offset))},
+                             {"right", rect_json(dock::hover_band(geometry, Side::right, offset))}};
     displays.push_back(std::move(display));
   }
   Json out;
-  out["displayMode"] = geometry::describe(dock.store().display_mode());
+  out["displayMode"] = dock::describe(dock.store().display_mode());
   out["liveFollow"] = dock.cache().live_follow();
   out["displays"] = std::move(displays);
   return out;
@@ -69,7 +69,7 @@ void print_text(const Json& report) {
   std::cout << "Display mode: " << report["displayMode"].get<std::string>()
             << "\nLive follow: " << (report["liveFollow"].get<bool>() ? "on" : "off") << '\n';
   auto rect = [](const Json& r) {
-    return geometry::describe({r["x"].get<double>(), r["y"].get<double>(), r["width"].get<double>(),
+    return dock::describe({r["x"].get<double>(), r["y"].get<double>(), r["width"].get<double>(),
                                r["height"].get<double>()});
   };
   for (const auto& display : report["displays"]) {
@@ -81,7 +81,7 @@ void print_text(const Json& report) {
       const auto& c = display["calibration"];
       std::cout << "[" << display["calibrationKey"].get<std::string>() << "] dock "
                 << c["dockPosition"].get<std::string>() << " "
-                << geometry::describe({c["dockMinX"].get<double>(), c["dockMinY"].get<double>(),
+                << dock::describe({c["dockMinX"].get<double>(), c["dockMinY"].get<double>(),
                                        c["dockWidth"].get<double>(), c["dockHeight"].get<double>()})
                 << '\n';
     }
@@ -123,13 +123,13 @@ int calibrate(Arguments arguments) {
   }
   const auto rect = parse_rect(*rect_text);
   if (!rect) return fail(kExitUsage, "'" + *rect_text + "' is not a rectangle; write X,Y,W,H with a positive size.");
-  const auto position = geometry::kDockPositionTable.parse(*position_text);
+  const auto position = dock::kDockPositionTable.parse(*position_text);
   if (!position) return fail(kExitUsage, "'" + *position_text + "' is not a Dock position; use bottom, left or right.");
 
   auto& dock = runtime->dock();
-  std::optional<geometry::ScreenInfo> screen;
+  std::optional<dock::ScreenInfo> screen;
   for (const auto& candidate : dock.screens()) {
-    if (geometry::primary_key(candidate.identity) == *key ||
+    if (dock::primary_key(candidate.identity) == *key ||
         std::to_string(candidate.identity.cg_direct_display_id) == *key ||
         dock.store().calibration_key(candidate.identity) == *key) {
       screen = candidate;
@@ -139,8 +139,8 @@ int calibrate(Arguments arguments) {
   if (!screen) return fail(kExitFailure, "No connected display has the key " + *key + "; 'kolvo dock' lists them.");
   dock.save_calibration(*screen, *rect, *position);
   std::cout << "Saved calibration for '" << screen->identity.localized_name << "' under "
-            << geometry::primary_key(screen->identity) << ": dock " << geometry::to_string(*position) << " "
-            << geometry::describe(*rect) << '\n';
+            << dock::primary_key(screen->identity) << ": dock " << dock::to_string(*position) << " "
+            << dock::describe(*rect) << '\n';
   return 0;
 }
 

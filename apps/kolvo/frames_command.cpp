@@ -3,7 +3,7 @@
 #include <iterator>
 
 #include "cli.hpp"
-#include "deck/deck_framing.hpp"
+#include "deck/protocol/deck_framing.hpp"
 
 namespace kolvo::host {
 namespace {

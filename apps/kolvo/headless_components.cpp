@@ -2,9 +2,9 @@
 
 namespace kolvo::host {
 
-void HeadlessShell::create_status_item(const std::vector<core::StatusMenuItem>& menu,
-                                       std::function<void(core::MenuAction)> chosen,
-                                       std::shared_ptr<core::StatusItemMenuDelegate> menu_delegate) {
+void HeadlessShell::create_status_item(const std::vector<app::StatusMenuItem>& menu,
+                                       std::function<void(app::MenuAction)> chosen,
+                                       std::shared_ptr<app::StatusItemMenuDelegate> menu_delegate) {
   chosen_ = std::move(chosen);
   menu_delegate_ = std::move(menu_delegate);
   std::string titles;
@@ -26,30 +26,30 @@ void HeadlessShell::show_onboarding_window() {
   sink_("onboarding window: " + std::string(ui::OnboardingWindowSpec::kTitle));
 }
 
-std::shared_ptr<hidden_dock::OverlayWindowManager> HeadlessComponents::make_overlay_window_manager() {
+std::shared_ptr<overlay::OverlayWindowManager> HeadlessComponents::make_overlay_window_manager() {
   overlay_ = std::make_shared<sim::SimulatedOverlayWindowManager>(overlay_sink_);
   return overlay_;
 }
 
-std::shared_ptr<core::HoverMonitorControl> HeadlessComponents::make_hover_monitor(
-    std::weak_ptr<hidden_dock::OverlayWindowManager> manager) {
-  auto monitor = std::make_shared<hidden_dock::HoverMonitor>(main_, std::move(manager), *overlay_, hidden_dock_.zones());
-  std::weak_ptr<hidden_dock::HoverMonitor> weak = monitor;
+std::shared_ptr<overlay::HoverMonitorControl> HeadlessComponents::make_hover_monitor(
+    std::weak_ptr<overlay::OverlayWindowManager> manager) {
+  auto monitor = std::make_shared<overlay::HoverMonitor>(main_, std::move(manager), *overlay_, hidden_dock_.zones());
+  std::weak_ptr<overlay::HoverMonitor> weak = monitor;
   overlay_->set_recompute_hook([weak] {
     if (auto m = weak.lock()) m->rebuild_zones();
   });
   return monitor;
 }
 
-std::shared_ptr<core::DockRectRefreshControl> HeadlessComponents::make_dock_rect_refresh_controller(
-    std::weak_ptr<hidden_dock::OverlayWindowManager> manager) {
-  std::shared_ptr<geometry::DockRectRefreshController> controller =
-      dock_.make_refresh_controller(std::weak_ptr<geometry::DockGeometryClient>(manager.lock()));
+std::shared_ptr<dock::DockRectRefreshControl> HeadlessComponents::make_dock_rect_refresh_controller(
+    std::weak_ptr<overlay::OverlayWindowManager> manager) {
+  std::shared_ptr<dock::DockRectRefreshController> controller =
+      dock_.make_refresh_controller(std::weak_ptr<dock::DockGeometryClient>(manager.lock()));
   controller->start();
   return controller;
 }
 
-void HeadlessShell::choose(core::MenuAction action) {
+void HeadlessShell::choose(app::MenuAction action) {
   if (menu_delegate_) menu_delegate_->menu_will_open();
   if (menu_delegate_) menu_delegate_->menu_did_close();
   if (chosen_) chosen_(action);

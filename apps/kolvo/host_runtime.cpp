@@ -10,13 +10,13 @@ platform::HostIdentity host_identity() { return {KOLVO_BUNDLE_ID, KOLVO_VERSION,
 
 namespace {
 
-core::Settings make_settings(core::PreferenceStore& prefs, core::NotificationCenter& center, core::Executor& loop,
-                             core::DiagnosticsLog& log, platform::HostPorts& ports) {
-  return core::Settings(
-      core::SettingsPorts{prefs, center, loop, log, *ports.accessibility, *ports.appearance, *ports.audio, *ports.sounds});
+app::Settings make_settings(prefs::PreferenceStore& prefs, base::NotificationCenter& center, base::Executor& loop,
+                             base::DiagnosticsLog& log, platform::HostPorts& ports) {
+  return app::Settings(
+      app::SettingsPorts{prefs, center, loop, log, *ports.accessibility, *ports.appearance, *ports.audio, *ports.sounds});
 }
 
-geometry::DockEnvironment dock_environment(platform::HostPorts& ports) {
+dock::DockEnvironment dock_environment(platform::HostPorts& ports) {
   return {*ports.screens, ports.dock_domain, *ports.running, *ports.accessibility, *ports.elements};
 }
 
@@ -32,19 +32,19 @@ std::unique_ptr<HostRuntime> HostRuntime::create(Mode mode, const platform::Host
 }
 
 HostRuntime::HostRuntime(Mode mode, platform::HostPorts ports)
-    : log_(wall_clock_, mode == Mode::read_only ? core::DiagnosticsLog::silent() : core::DiagnosticsLog::stderr_mirror()),
+    : log_(wall_clock_, mode == Mode::read_only ? base::DiagnosticsLog::silent() : base::DiagnosticsLog::stderr_mirror()),
       ports_(std::move(ports)),
-      overlay_(mode == Mode::read_only ? std::make_unique<core::MemoryPreferenceStore>(ports_.prefs->all()) : nullptr),
+      overlay_(mode == Mode::read_only ? std::make_unique<prefs::MemoryPreferenceStore>(ports_.prefs->all()) : nullptr),
       prefs_(overlay_ ? overlay_.get() : ports_.prefs.get()),
       settings_(make_settings(*prefs_, center_, loop_, log_, ports_)),
       launch_at_login_(*ports_.login_items),
       dock_(dock_environment(ports_), *prefs_, center_, loop_, log_, settings_.alignment(), wall_clock_) {}
 
-hidden_dock::HiddenDockServices& HostRuntime::hidden_dock() {
+overlay::HiddenDockServices& HostRuntime::hidden_dock() {
   if (!hidden_dock_) {
-    core::FocusedApplicationMonitor* focused = ports_.focused_application;
-    hidden_dock_ = std::make_unique<hidden_dock::HiddenDockServices>(
-        *prefs_, *ports_.applications, log_, settings_, dock_,
+    catalog::FocusedApplicationMonitor* focused = ports_.focused_application;
+    hidden_dock_ = std::make_unique<overlay::HiddenDockServices>(
+        *prefs_, *ports_.applications, log_, settings_.activation_settings(), dock_,
         [focused] { return focused ? focused->frontmost_bundle_id() : std::nullopt; });
   }
   return *hidden_dock_;
@@ -52,7 +52,7 @@ hidden_dock::HiddenDockServices& HostRuntime::hidden_dock() {
 
 controls::ControlServices& HostRuntime::controls() {
   if (!controls_) {
-    core::FocusedApplicationMonitor* focused = ports_.focused_application;
+    catalog::FocusedApplicationMonitor* focused = ports_.focused_application;
     controls_ = std::make_unique<controls::ControlServices>(controls::ControlPorts{
         *ports_.accessibility, *ports_.core_audio, *ports_.frameworks, *ports_.events, *ports_.scripts,
         *ports_.processes, *ports_.global_preferences, *ports_.windows, *ports_.screens, ports_.running->own_pid(),
@@ -62,9 +62,9 @@ controls::ControlServices& HostRuntime::controls() {
   return *controls_;
 }
 
-core::DiagnosticsInput HostRuntime::diagnostics_input() {
+app::DiagnosticsInput HostRuntime::diagnostics_input() {
   const auto& process = *ports_.process;
-  core::DiagnosticsInput input;
+  app::DiagnosticsInput input;
   input.short_version = process.short_version();
   input.build_version = process.build_version();
   input.os_version = process.os_version();

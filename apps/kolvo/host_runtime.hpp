@@ -5,16 +5,16 @@
 #include <string_view>
 #include <vector>
 
+#include "app/diagnostics_report.hpp"
+#include "app/launch_at_login_manager.hpp"
+#include "app/settings.hpp"
+#include "base/asio_main_loop.hpp"
+#include "base/date_time.hpp"
+#include "base/diagnostics_log.hpp"
+#include "base/notification_center.hpp"
 #include "controls/control_services.hpp"
-#include "core/asio_main_loop.hpp"
-#include "core/date_time.hpp"
-#include "core/diagnostics_log.hpp"
-#include "core/diagnostics_report.hpp"
-#include "core/launch_at_login_manager.hpp"
-#include "core/notification_center.hpp"
-#include "core/settings.hpp"
-#include "geometry/dock_services.hpp"
-#include "hidden_dock/hidden_dock_services.hpp"
+#include "dock/dock_services.hpp"
+#include "overlay/hidden_dock_services.hpp"
 #include "platform/host_environment.hpp"
 
 namespace kolvo::host {
@@ -31,36 +31,36 @@ class HostRuntime {
   // Null, with `error` set, when the machine's ports cannot be made.
   static std::unique_ptr<HostRuntime> create(Mode mode, const platform::HostOptions& options, std::string& error);
 
-  core::AsioMainLoop& loop() { return loop_; }
-  core::DiagnosticsLog& log() { return log_; }
-  core::NotificationCenter& center() { return center_; }
-  core::Settings& settings() { return settings_; }
+  base::AsioMainLoop& loop() { return loop_; }
+  base::DiagnosticsLog& log() { return log_; }
+  base::NotificationCenter& center() { return center_; }
+  app::Settings& settings() { return settings_; }
   platform::HostPorts& ports() { return ports_; }
-  core::PreferenceStore& prefs() { return *prefs_; }
-  core::LaunchAtLoginManager& launch_at_login() { return launch_at_login_; }
-  geometry::DockServices& dock() { return dock_; }
+  prefs::PreferenceStore& prefs() { return *prefs_; }
+  app::LaunchAtLoginManager& launch_at_login() { return launch_at_login_; }
+  dock::DockServices& dock() { return dock_; }
   // Created on first use: loading the app stores reads the installed applications.
-  hidden_dock::HiddenDockServices& hidden_dock();
-  const core::WallClock& clock() const { return wall_clock_; }
+  overlay::HiddenDockServices& hidden_dock();
+  const base::WallClock& clock() const { return wall_clock_; }
   // Created on first use: the timer restores itself from the preferences when made.
   controls::ControlServices& controls();
 
-  core::DiagnosticsInput diagnostics_input();
+  app::DiagnosticsInput diagnostics_input();
 
  private:
   HostRuntime(Mode mode, platform::HostPorts ports);
 
-  core::SystemWallClock wall_clock_;
-  core::AsioMainLoop loop_;
-  core::DiagnosticsLog log_;
-  core::NotificationCenter center_;
+  base::SystemWallClock wall_clock_;
+  base::AsioMainLoop loop_;
+  base::DiagnosticsLog log_;
+  base::NotificationCenter center_;
   platform::HostPorts ports_;
-  std::unique_ptr<core::PreferenceStore> overlay_;
-  core::PreferenceStore* prefs_;
-  core::Settings settings_;
-  core::LaunchAtLoginManager launch_at_login_;
-  geometry::DockServices dock_;
-  std::unique_ptr<hidden_dock::HiddenDockServices> hidden_dock_;
+  std::unique_ptr<prefs::PreferenceStore> overlay_;
+  prefs::PreferenceStore* prefs_;
+  app::Settings settings_;
+  app::LaunchAtLoginManager launch_at_login_;
+  dock::DockServices dock_;
+  std::unique_ptr<overlay::HiddenDockServices> hidden_dock_;
   std::unique_ptr<controls::ControlServices> controls_;
 };
 

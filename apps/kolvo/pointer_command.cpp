@@ -2,11 +2,11 @@
 #include <iostream>
 #include <sstream>
 
+#include "base/manual_executor.hpp"
+#include "base/number_text.hpp"
 #include "cli.hpp"
-#include "core/manual_executor.hpp"
-#include "core/number_text.hpp"
-#include "hidden_dock/hover_monitor.hpp"
 #include "host_runtime.hpp"
+#include "overlay/hover_monitor.hpp"
 #include "platform/sim/simulated_overlay.hpp"
 
 namespace kolvo::host {
@@ -35,13 +35,13 @@ int run_pointer(Arguments arguments) {
   if (!arguments.empty()) return fail(kExitUsage, "'kolvo pointer' takes --json, --sim FILE and --frontmost BUNDLE_ID; the trace comes on standard input.");
 
   // The real monitor on virtual time, so the same trace always gives the same actions.
-  core::ManualExecutor clock;
-  const core::TimePoint start = clock.now();
+  base::ManualExecutor clock;
+  const base::TimePoint start = clock.now();
   std::vector<Action> actions;
   auto overlay = std::make_shared<sim::SimulatedOverlayWindowManager>([&](std::string_view action) {
     actions.push_back({std::chrono::duration<double>(clock.now() - start).count(), std::string(action)});
   });
-  hidden_dock::HoverMonitor monitor(clock, overlay, *overlay, runtime->hidden_dock().zones());
+  overlay::HoverMonitor monitor(clock, overlay, *overlay, runtime->hidden_dock().zones());
 
   std::string line;
   int number = 0;
@@ -56,22 +56,22 @@ int run_pointer(Arguments arguments) {
     if (fields.empty()) continue;
     std::optional<double> x, y, t;
     if (fields.size() == 3) {
-      x = core::parse_real(fields[0]);
-      y = core::parse_real(fields[1]);
-      t = core::parse_real(fields[2]);
+      x = base::parse_real(fields[0]);
+      y = base::parse_real(fields[1]);
+      t = base::parse_real(fields[2]);
     }
     if (!x || !y || !t) {
       return fail(kExitUsage, "Line " + std::to_string(number) + " is not 'x y t' (three numbers): '" + line + "'.");
     }
     if (*t < previous) {
       return fail(kExitUsage, "Line " + std::to_string(number) + " goes back in time (" + fields[2] + " after " +
-                                  core::shortest_real_text(previous) + ").");
+                                  base::shortest_real_text(previous) + ").");
     }
-    clock.advance(core::seconds(*t - previous));
+    clock.advance(base::seconds(*t - previous));
     previous = *t;
     monitor.pointer_moved({*x, *y});
   }
-  clock.advance(core::seconds(kSettleSeconds));
+  clock.advance(base::seconds(kSettleSeconds));
 
   if (json) {
     auto out = nlohmann::ordered_json::array();

@@ -2,9 +2,9 @@
 
 #include <iostream>
 
+#include "base/base64.hpp"
+#include "base/number_text.hpp"
 #include "cli.hpp"
-#include "core/base64.hpp"
-#include "core/number_text.hpp"
 #include "host_runtime.hpp"
 
 namespace kolvo::host {
@@ -13,7 +13,7 @@ namespace {
 constexpr std::string_view kTypeFlags = "-string, -int, -float, -bool, -array, -array-float, -data or -date";
 
 ParsedPreferenceValue error(std::string sentence) { return {std::nullopt, std::move(sentence)}; }
-ParsedPreferenceValue ok(core::PreferenceValue value) { return {std::move(value), {}}; }
+ParsedPreferenceValue ok(prefs::PreferenceValue value) { return {std::move(value), {}}; }
 
 std::optional<bool> parse_bool(const std::string& word) {
   if (word == "true" || word == "yes" || word == "YES" || word == "1") return true;
@@ -34,83 +34,83 @@ ParsedPreferenceValue parse_preference_value(const std::vector<std::string>& wor
   if (flag.empty() || flag.front() != '-') {
     // As `defaults` does, a bare word is a string.
     if (words.size() != 1) return error("a value of several words needs a type flag, such as -array.");
-    return ok(core::PreferenceValue(flag));
+    return ok(prefs::PreferenceValue(flag));
   }
   if (flag == "-string") {
     const auto word = single();
     if (!word) return error("-string takes exactly one value.");
-    return ok(core::PreferenceValue(*word));
+    return ok(prefs::PreferenceValue(*word));
   }
   if (flag == "-int" || flag == "-integer") {
     const auto word = single();
     if (!word) return error(flag + " takes exactly one value.");
-    const auto number = core::parse_integer(*word);
+    const auto number = base::parse_integer(*word);
     if (!number) return error("'" + *word + "' is not a whole number.");
-    return ok(core::PreferenceValue(static_cast<std::int64_t>(*number)));
+    return ok(prefs::PreferenceValue(static_cast<std::int64_t>(*number)));
   }
   if (flag == "-float") {
     const auto word = single();
     if (!word) return error("-float takes exactly one value.");
-    const auto number = core::parse_real(*word);
+    const auto number = base::parse_real(*word);
     if (!number) return error("'" + *word + "' is not a number.");
-    return ok(core::PreferenceValue(*number));
+    return ok(prefs::PreferenceValue(*number));
   }
   if (flag == "-bool" || flag == "-boolean") {
     const auto word = single();
     if (!word) return error(flag + " takes exactly one value.");
     const auto value = parse_bool(*word);
     if (!value) return error("'" + *word + "' is not a boolean; use true or false.");
-    return ok(core::PreferenceValue(*value));
+    return ok(prefs::PreferenceValue(*value));
   }
   if (flag == "-array") {
-    core::PreferenceValue::Array array;
+    prefs::PreferenceValue::Array array;
     for (const auto& word : rest) array.emplace_back(word);
-    return ok(core::PreferenceValue(std::move(array)));
+    return ok(prefs::PreferenceValue(std::move(array)));
   }
   if (flag == "-array-float") {
-    core::PreferenceValue::Array array;
+    prefs::PreferenceValue::Array array;
     for (const auto& word : rest) {
-      const auto number = core::parse_real(word);
+      const auto number = base::parse_real(word);
       if (!number) return error("'" + word + "' in the array is not a number.");
       array.emplace_back(*number);
     }
-    return ok(core::PreferenceValue(std::move(array)));
+    return ok(prefs::PreferenceValue(std::move(array)));
   }
   if (flag == "-data") {
     const auto word = single();
     if (!word) return error("-data takes exactly one value, in hexadecimal.");
-    auto bytes = core::hex_decode(*word);
+    auto bytes = base::hex_decode(*word);
     if (!bytes) return error("'" + *word + "' is not hexadecimal data (two digits per byte).");
-    return ok(core::PreferenceValue(std::move(*bytes)));
+    return ok(prefs::PreferenceValue(std::move(*bytes)));
   }
   if (flag == "-date") {
     const auto word = single();
     if (!word) return error("-date takes exactly one value.");
-    const auto time = core::parse_iso8601(*word);
+    const auto time = base::parse_iso8601(*word);
     if (!time) return error("'" + *word + "' is not an ISO 8601 date, such as 2026-11-22T10:00:00Z.");
-    return ok(core::PreferenceValue(core::PreferenceDate{core::seconds_since_2001(*time)}));
+    return ok(prefs::PreferenceValue(prefs::PreferenceDate{base::seconds_since_2001(*time)}));
   }
   return error("'" + flag + "' is not a type flag; use " + std::string(kTypeFlags) + ".");
 }
 
 namespace {
 
-nlohmann::ordered_json preference_json(const core::PreferenceValue& value) {
+nlohmann::ordered_json preference_json(const prefs::PreferenceValue& value) {
   struct Visitor {
     nlohmann::ordered_json operator()(bool b) const { return b; }
     nlohmann::ordered_json operator()(std::int64_t i) const { return i; }
     nlohmann::ordered_json operator()(double d) const { return d; }
     nlohmann::ordered_json operator()(const std::string& s) const { return s; }
-    nlohmann::ordered_json operator()(const core::PreferenceData& data) const { return core::base64_encode(data); }
-    nlohmann::ordered_json operator()(const core::PreferenceDate& date) const {
-      return core::format_iso8601(core::from_seconds_since_2001(date.seconds_since_2001));
+    nlohmann::ordered_json operator()(const prefs::PreferenceData& data) const { return base::base64_encode(data); }
+    nlohmann::ordered_json operator()(const prefs::PreferenceDate& date) const {
+      return base::format_iso8601(base::from_seconds_since_2001(date.seconds_since_2001));
     }
-    nlohmann::ordered_json operator()(const core::PreferenceValue::Array& array) const {
+    nlohmann::ordered_json operator()(const prefs::PreferenceValue::Array& array) const {
       auto out = nlohmann::ordered_json::array();
       for (const auto& element : array) out.push_back(preference_json(element));
       return out;
     }
-    nlohmann::ordered_json operator()(const core::PreferenceValue::Dictionary& dictionary) const {
+    nlohmann::ordered_json operator()(const prefs::PreferenceValue::Dictionary& dictionary) const {
       auto out = nlohmann::ordered_json::object();
       for (const auto& [key, element] : dictionary) out[key] = preference_json(element);
       return out;
@@ -130,7 +130,7 @@ int prefs_read(Arguments arguments, HostRuntime& runtime) {
       for (const auto& [key, value] : all) out[key] = preference_json(value);
       std::cout << out.dump(2) << '\n';
     } else {
-      std::cout << core::describe(core::PreferenceValue(core::PreferenceValue::Dictionary(all.begin(), all.end())))
+      std::cout << prefs::describe(prefs::PreferenceValue(prefs::PreferenceValue::Dictionary(all.begin(), all.end())))
                 << '\n';
     }
     return 0;
@@ -138,7 +138,7 @@ int prefs_read(Arguments arguments, HostRuntime& runtime) {
   const std::string& key = arguments.front();
   const auto value = prefs.value(key);
   if (!value) return fail(kExitFailure, "The key " + key + " is not set in " + runtime.ports().preferences_location + ".");
-  std::cout << (json ? preference_json(*value).dump(2) : core::describe(*value)) << '\n';
+  std::cout << (json ? preference_json(*value).dump(2) : prefs::describe(*value)) << '\n';
   return 0;
 }
 

@@ -4,14 +4,14 @@
 #include <string>
 #include <vector>
 
-#include "core/preference_value.hpp"
+#include "prefs/preference_value.hpp"
 
 namespace kolvo::host {
 
 // A value for `kolvo prefs write`, from the words after the key, with the type flags of the
 // macOS `defaults` tool. Either the value or a sentence naming what is wrong.
 struct ParsedPreferenceValue {
-  std::optional<core::PreferenceValue> value;
+  std::optional<prefs::PreferenceValue> value;
   std::string error;
 };
 

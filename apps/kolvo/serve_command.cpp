@@ -3,8 +3,8 @@
 
 #include <asio/signal_set.hpp>
 
+#include "app/app_delegate.hpp"
 #include "cli.hpp"
-#include "core/app_delegate.hpp"
 #include "control_requests.hpp"
 #include "control_socket.hpp"
 #include "headless_components.hpp"
@@ -23,7 +23,7 @@ int run_serve(Arguments arguments) {
   };
 
   bool terminated = false;
-  std::unique_ptr<core::AppDelegate> delegate;
+  std::unique_ptr<app::AppDelegate> delegate;
   auto quit = [&] {
     if (terminated) return;
     terminated = true;
@@ -35,8 +35,8 @@ int run_serve(Arguments arguments) {
   // The simulated Mac says what the program does to it; the timer says when it starts and
   // ends. A real Mac shows both on its own.
   if (runtime.ports().report_simulated_changes) runtime.ports().report_simulated_changes(report("Mac"));
-  controls::KolvoTimerStore& timer = runtime.controls().timer();
-  std::vector<core::Subscription> timer_reports;
+  timer::KolvoTimerStore& timer = runtime.controls().timer();
+  std::vector<base::Subscription> timer_reports;
   timer_reports.push_back(timer.is_running().subscribe([&timer, &runtime, say = report("Timer")](bool running) {
     if (running) return say("running, " + timer.dial_label() + " left");
     // A completion also stops the timer; it is told as "done" instead, once its sound has played.
@@ -49,7 +49,7 @@ int run_serve(Arguments arguments) {
 
   HeadlessShell shell(report("Host"), quit);
   HeadlessComponents components(report("Overlay"), runtime.loop(), runtime.dock(), runtime.hidden_dock(), timer);
-  delegate = std::make_unique<core::AppDelegate>(core::AppDelegatePorts{
+  delegate = std::make_unique<app::AppDelegate>(app::AppDelegatePorts{
       shell, components, runtime.launch_at_login(), runtime.settings(), runtime.center(), runtime.loop(),
       runtime.log(), *runtime.ports().process, print, nullptr});
 

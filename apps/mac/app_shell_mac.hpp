@@ -2,20 +2,20 @@
 
 #include <memory>
 
-#include "core/app_ports.hpp"
+#include "app/app_ports.hpp"
 
 namespace kolvo::mac {
 
 // NSApplication, the status item and the application's windows.
-class MacAppShell final : public core::AppShell {
+class MacAppShell final : public app::AppShell {
  public:
   MacAppShell();
   ~MacAppShell() override;
 
   void set_activation_policy_accessory() override;
   bool set_application_icon(std::string_view image_name) override;
-  void create_status_item(const std::vector<core::StatusMenuItem>& menu, std::function<void(core::MenuAction)> chosen,
-                          std::shared_ptr<core::StatusItemMenuDelegate> menu_delegate) override;
+  void create_status_item(const std::vector<app::StatusMenuItem>& menu, std::function<void(app::MenuAction)> chosen,
+                          std::shared_ptr<app::StatusItemMenuDelegate> menu_delegate) override;
   bool has_visible_titled_window() const override;
   void activate_ignoring_other_apps() override;
   void create_settings_window(std::function<void()> on_calibrate, std::function<void()> on_replay_onboarding) override;

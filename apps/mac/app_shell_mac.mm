@@ -5,13 +5,13 @@
 
 // Receives the status menu's clicks and open/close events and hands them to the core.
 @interface KolvoStatusMenuTarget : NSObject <NSMenuDelegate>
-@property(nonatomic) std::function<void(kolvo::core::MenuAction)> chosen;
-@property(nonatomic) std::shared_ptr<kolvo::core::StatusItemMenuDelegate> menuDelegate;
+@property(nonatomic) std::function<void(kolvo::app::MenuAction)> chosen;
+@property(nonatomic) std::shared_ptr<kolvo::app::StatusItemMenuDelegate> menuDelegate;
 @end
 
 @implementation KolvoStatusMenuTarget
 - (void)choose:(NSMenuItem*)item {
-  if (self.chosen) self.chosen(static_cast<kolvo::core::MenuAction>(item.tag));
+  if (self.chosen) self.chosen(static_cast<kolvo::app::MenuAction>(item.tag));
 }
 - (void)menuWillOpen:(NSMenu*)menu {
   if (self.menuDelegate) self.menuDelegate->menu_will_open();
@@ -95,9 +95,9 @@ bool MacAppShell::set_application_icon(std::string_view image_name) {
   return true;
 }
 
-void MacAppShell::create_status_item(const std::vector<core::StatusMenuItem>& items,
-                                     std::function<void(core::MenuAction)> chosen,
-                                     std::shared_ptr<core::StatusItemMenuDelegate> menu_delegate) {
+void MacAppShell::create_status_item(const std::vector<app::StatusMenuItem>& items,
+                                     std::function<void(app::MenuAction)> chosen,
+                                     std::shared_ptr<app::StatusItemMenuDelegate> menu_delegate) {
   objects_->status_item = [NSStatusBar.systemStatusBar statusItemWithLength:NSSquareStatusItemLength];
   if (NSStatusBarButton* button = objects_->status_item.button) {
     button.image = menu_bar_glyph();
@@ -111,7 +111,7 @@ void MacAppShell::create_status_item(const std::vector<core::StatusMenuItem>& it
   NSMenu* menu = [[NSMenu alloc] initWithTitle:@"Kolvo"];
   menu.autoenablesItems = NO;
   menu.delegate = target;
-  for (const core::StatusMenuItem& item : items) {
+  for (const app::StatusMenuItem& item : items) {
     if (item.is_separator) {
       [menu addItem:NSMenuItem.separatorItem];
       continue;

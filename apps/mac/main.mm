@@ -2,15 +2,15 @@
 
 #include <iostream>
 
+#include "app/app_delegate.hpp"
+#include "app/settings.hpp"
 #include "app_shell_mac.hpp"
+#include "base/date_time.hpp"
+#include "base/diagnostics_log.hpp"
+#include "base/notification_center.hpp"
 #include "controls/control_services.hpp"
-#include "core/app_delegate.hpp"
-#include "core/date_time.hpp"
-#include "core/diagnostics_log.hpp"
-#include "core/notification_center.hpp"
-#include "core/settings.hpp"
-#include "geometry/dock_services.hpp"
-#include "hidden_dock/hidden_dock_services.hpp"
+#include "dock/dock_services.hpp"
+#include "overlay/hidden_dock_services.hpp"
 #include "platform/mac/mac_adapters.hpp"
 #include "platform/sim/simulated_mac.hpp"
 #include "platform/sim/simulated_overlay.hpp"
@@ -19,36 +19,36 @@ namespace kolvo::mac {
 
 // The services the menu-bar app creates at launch. Subsystems whose Mac side is not built yet
 // answer nullptr; the panels are logged until their AppKit windows exist.
-class MacComponents final : public core::AppComponents {
+class MacComponents final : public app::AppComponents {
  public:
-  MacComponents(core::Executor& main, core::DiagnosticsLog& log, geometry::DockServices& dock,
-                hidden_dock::HiddenDockServices& hidden_dock, controls::ControlServices& controls,
-                core::FocusedApplicationMonitor* focused)
+  MacComponents(base::Executor& main, base::DiagnosticsLog& log, dock::DockServices& dock,
+                overlay::HiddenDockServices& hidden_dock, controls::ControlServices& controls,
+                catalog::FocusedApplicationMonitor* focused)
       : main_(main), log_(log), dock_(dock), hidden_dock_(hidden_dock), controls_(controls), focused_(focused) {}
 
   // The host's own monitor, watching since the ports were made; the delegate shares it
   // without owning it.
-  std::shared_ptr<core::FocusedApplicationMonitor> make_focused_application_monitor() override {
-    return std::shared_ptr<core::FocusedApplicationMonitor>(std::shared_ptr<void>(), focused_);
+  std::shared_ptr<catalog::FocusedApplicationMonitor> make_focused_application_monitor() override {
+    return std::shared_ptr<catalog::FocusedApplicationMonitor>(std::shared_ptr<void>(), focused_);
   }
-  std::shared_ptr<hidden_dock::OverlayWindowManager> make_overlay_window_manager() override {
-    core::DiagnosticsLog* log = &log_;
+  std::shared_ptr<overlay::OverlayWindowManager> make_overlay_window_manager() override {
+    base::DiagnosticsLog* log = &log_;
     return std::make_shared<sim::SimulatedOverlayWindowManager>(
         [log](std::string_view action) { log->record("Overlay", action); });
   }
-  std::shared_ptr<core::HoverMonitorControl> make_hover_monitor(
-      std::weak_ptr<hidden_dock::OverlayWindowManager> manager) override {
-    auto monitor = std::make_shared<hidden_dock::HoverMonitor>(main_, std::move(manager), haptics_, hidden_dock_.zones());
+  std::shared_ptr<overlay::HoverMonitorControl> make_hover_monitor(
+      std::weak_ptr<overlay::OverlayWindowManager> manager) override {
+    auto monitor = std::make_shared<overlay::HoverMonitor>(main_, std::move(manager), haptics_, hidden_dock_.zones());
     pointer_monitors_ = std::make_shared<platform::MacHoverMonitor>(std::move(monitor));
     return pointer_monitors_;
   }
-  void install_pointer_monitors(std::weak_ptr<core::HoverMonitorControl>) override {
+  void install_pointer_monitors(std::weak_ptr<overlay::HoverMonitorControl>) override {
     if (pointer_monitors_) pointer_monitors_->install();
   }
-  std::shared_ptr<core::DockRectRefreshControl> make_dock_rect_refresh_controller(
-      std::weak_ptr<hidden_dock::OverlayWindowManager> manager) override {
-    std::shared_ptr<geometry::DockRectRefreshController> controller =
-        dock_.make_refresh_controller(std::weak_ptr<geometry::DockGeometryClient>(manager.lock()));
+  std::shared_ptr<dock::DockRectRefreshControl> make_dock_rect_refresh_controller(
+      std::weak_ptr<overlay::OverlayWindowManager> manager) override {
+    std::shared_ptr<dock::DockRectRefreshController> controller =
+        dock_.make_refresh_controller(std::weak_ptr<dock::DockGeometryClient>(manager.lock()));
     controller->start();
     return controller;
   }
@@ -58,32 +58,32 @@ class MacComponents final : public core::AppComponents {
   }
 
  private:
-  core::Executor& main_;
-  core::DiagnosticsLog& log_;
-  geometry::DockServices& dock_;
-  hidden_dock::HiddenDockServices& hidden_dock_;
+  base::Executor& main_;
+  base::DiagnosticsLog& log_;
+  dock::DockServices& dock_;
+  overlay::HiddenDockServices& hidden_dock_;
   controls::ControlServices& controls_;
   platform::MacHaptics haptics_;
-  core::FocusedApplicationMonitor* focused_;
+  catalog::FocusedApplicationMonitor* focused_;
   std::shared_ptr<platform::MacHoverMonitor> pointer_monitors_;
 };
 
 // Everything the application owns, created in dependency order.
 struct MacRuntime {
   platform::MainQueueExecutor executor;
-  core::SystemWallClock clock;
-  core::DiagnosticsLog log{clock};
-  core::NotificationCenter center;
+  base::SystemWallClock clock;
+  base::DiagnosticsLog log{clock};
+  base::NotificationCenter center;
   platform::HostPorts ports =
       std::move(*platform::make_host_ports({KOLVO_BUNDLE_ID, KOLVO_VERSION, KOLVO_BUILD_NUMBER}, {}).ports);
-  core::Settings settings{core::SettingsPorts{*ports.prefs, center, executor, log, *ports.accessibility,
+  app::Settings settings{app::SettingsPorts{*ports.prefs, center, executor, log, *ports.accessibility,
                                               *ports.appearance, *ports.audio, *ports.sounds}};
-  core::LaunchAtLoginManager launch_at_login{*ports.login_items};
-  geometry::DockServices dock{geometry::DockEnvironment{*ports.screens, ports.dock_domain, *ports.running,
+  app::LaunchAtLoginManager launch_at_login{*ports.login_items};
+  dock::DockServices dock{dock::DockEnvironment{*ports.screens, ports.dock_domain, *ports.running,
                                                         *ports.accessibility, *ports.elements},
                               *ports.prefs, center, executor, log, settings.alignment(), clock};
-  core::FocusedApplicationMonitor* focused = ports.focused_application;
-  hidden_dock::HiddenDockServices hidden_dock{*ports.prefs, *ports.applications, log, settings, dock,
+  catalog::FocusedApplicationMonitor* focused = ports.focused_application;
+  overlay::HiddenDockServices hidden_dock{*ports.prefs, *ports.applications, log, settings.activation_settings(), dock,
                                               [this]() -> std::optional<std::string> {
                                                 return focused ? focused->frontmost_bundle_id() : std::nullopt;
                                               }};
@@ -94,7 +94,7 @@ struct MacRuntime {
       *ports.prefs, executor, clock, log, &settings.sound_effects()}};
   MacAppShell shell;
   MacComponents components{executor, log, dock, hidden_dock, controls, focused};
-  core::AppDelegate delegate{core::AppDelegatePorts{
+  app::AppDelegate delegate{app::AppDelegatePorts{
       shell, components, launch_at_login, settings, center, executor, log, *ports.process,
       [](std::string_view line) { std::cout << line << std::endl; }, nullptr}};
 };

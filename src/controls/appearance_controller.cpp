@@ -5,7 +5,7 @@
 
 namespace kolvo::controls {
 
-bool is_dark_interface_style(const std::optional<core::PreferenceValue>& style) {
+bool is_dark_interface_style(const std::optional<prefs::PreferenceValue>& style) {
   const auto* text = style ? style->get_if<std::string>() : nullptr;
   if (!text) return false;
   std::string lowered = *text;

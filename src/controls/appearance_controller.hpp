@@ -9,7 +9,7 @@ namespace kolvo::controls {
 
 // Whether a value of the global "AppleInterfaceStyle" key means dark: a string equal to
 // "dark" in any case. Anything else, missing included, is light.
-bool is_dark_interface_style(const std::optional<core::PreferenceValue>& style);
+bool is_dark_interface_style(const std::optional<prefs::PreferenceValue>& style);
 
 // Light and dark mode. Reading is a preference look-up; changing goes through System Events,
 // the one supported way to switch the system's appearance.

@@ -1,6 +1,6 @@
 #include "controls/audio_controllers.hpp"
 
-#include "controls/unit_interval.hpp"
+#include "base/unit_interval.hpp"
 
 namespace kolvo::controls {
 
@@ -34,11 +34,11 @@ std::optional<float> SystemVolumeController::volume() const {
   if (!device || !audio_.has_property(*device, audio::kVirtualMainVolume)) return std::nullopt;
   const auto value = audio_.float32_value(*device, audio::kVirtualMainVolume);
   if (!value) return std::nullopt;
-  return clamp_unit(*value);
+  return base::clamp_unit(*value);
 }
 
 void SystemVolumeController::set_volume(float value) {
-  const float volume = clamp_unit(value);
+  const float volume = base::clamp_unit(value);
   const auto device = writable_default_device(audio_, audio::kVirtualMainVolume);
   if (!device) return;
   if (!audio_.set_float32(*device, audio::kVirtualMainVolume, volume)) return;

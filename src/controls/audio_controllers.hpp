@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "controls/control_ports.hpp"
-#include "core/system_ports.hpp"
+#include "sound/sound_ports.hpp"
 
 namespace kolvo::controls {
 
@@ -56,7 +56,7 @@ class AudioOutputController {
 
 // Whether a sound would be heard, from the same CoreAudio reads: the settings' sound effects
 // use it.
-class CoreAudioOutputAudibility final : public core::OutputAudibilityPort {
+class CoreAudioOutputAudibility final : public sound::OutputAudibilityPort {
  public:
   explicit CoreAudioOutputAudibility(const CoreAudioPort& audio) : audio_(audio) {}
   std::optional<AudioObjectID> default_output_device() const override;

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "controls/unit_interval.hpp"
+#include "base/unit_interval.hpp"
 
 namespace kolvo::controls {
 
@@ -16,11 +16,11 @@ std::optional<float> DisplayBrightnessController::brightness() const {
   if (!get_brightness_) return std::nullopt;
   float value = 0;
   if (get_brightness_(frameworks_.main_display_id(), &value) != 0) return std::nullopt;
-  return clamp_unit(value);
+  return base::clamp_unit(value);
 }
 
 void DisplayBrightnessController::set_brightness(float value) {
-  const float brightness = clamp_unit(value);
+  const float brightness = base::clamp_unit(value);
   // The status is not worth acting on: the next read shows what the display did.
   if (set_brightness_) set_brightness_(frameworks_.main_display_id(), brightness);
 }
@@ -43,12 +43,12 @@ std::optional<float> KeyboardBacklightController::brightness() const {
   if (!client_ || unavailable_) return std::nullopt;
   const float value = client_->brightness_for_keyboard(keyboard_id_);
   if (!std::isfinite(value)) return std::nullopt;
-  return clamp_unit(value);
+  return base::clamp_unit(value);
 }
 
 void KeyboardBacklightController::set_brightness(float value) {
   if (!client_ || unavailable_) return;
-  client_->set_brightness_for_keyboard(clamp_unit(value), keyboard_id_);
+  client_->set_brightness_for_keyboard(base::clamp_unit(value), keyboard_id_);
 }
 
 }  // namespace kolvo::controls

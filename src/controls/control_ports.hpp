@@ -8,15 +8,15 @@
 #include <string_view>
 #include <vector>
 
-#include "core/preference_value.hpp"
-#include "core/system_ports.hpp"
+#include "prefs/preference_value.hpp"
+#include "sound/sound_ports.hpp"
 
 // The Mac's own interfaces, as thin as they come, under their macOS names. The control
 // services hold every rule (clamping, thresholds, tables, geometry, debouncing) and talk only
 // to these, so the same rules run against the real Mac and against the simulated one.
 namespace kolvo::controls {
 
-using core::AudioObjectID;
+using sound::AudioObjectID;
 
 // Four-character codes, as CoreAudio spells its selectors and scopes.
 constexpr std::uint32_t four_char_code(const char (&code)[5]) {
@@ -172,7 +172,7 @@ class ProcessLauncherPort {
 class GlobalPreferencesPort {
  public:
   virtual ~GlobalPreferencesPort() = default;
-  virtual std::optional<core::PreferenceValue> global_domain_value(std::string_view key) const = 0;
+  virtual std::optional<prefs::PreferenceValue> global_domain_value(std::string_view key) const = 0;
 };
 
 // An AXUIElement, reached by attribute name. Points and sizes are in the accessibility space:

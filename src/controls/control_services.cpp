@@ -48,9 +48,9 @@ MediaPlaybackController& ControlServices::media() {
   return lazily(media_, [&] { return std::make_unique<MediaPlaybackController>(ports_.trust, ports_.events); });
 }
 
-KolvoTimerStore& ControlServices::timer() {
+timer::KolvoTimerStore& ControlServices::timer() {
   return lazily(timer_,
-                [&] { return std::make_unique<KolvoTimerStore>(ports_.prefs, ports_.main, ports_.clock, ports_.sounds); });
+                [&] { return std::make_unique<timer::KolvoTimerStore>(ports_.prefs, ports_.main, ports_.clock, ports_.sounds); });
 }
 
 }  // namespace kolvo::controls

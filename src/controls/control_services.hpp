@@ -5,24 +5,24 @@
 #include <optional>
 #include <string>
 
+#include "base/date_time.hpp"
+#include "base/diagnostics_log.hpp"
+#include "base/executor.hpp"
 #include "controls/appearance_controller.hpp"
 #include "controls/audio_controllers.hpp"
 #include "controls/brightness_controllers.hpp"
 #include "controls/control_ports.hpp"
 #include "controls/keyboard_controllers.hpp"
-#include "controls/kolvo_timer_store.hpp"
 #include "controls/window_snap_controller.hpp"
-#include "core/date_time.hpp"
-#include "core/diagnostics_log.hpp"
-#include "core/executor.hpp"
-#include "core/preference_store.hpp"
-#include "core/sound_effects_manager.hpp"
-#include "geometry/screens_port.hpp"
+#include "dock/screens_port.hpp"
+#include "prefs/preference_store.hpp"
+#include "sound/sound_effects_manager.hpp"
+#include "timer/timer_store.hpp"
 
 namespace kolvo::controls {
 
 struct ControlPorts {
-  const core::AccessibilityTrust& trust;
+  const dock::AccessibilityTrust& trust;
   CoreAudioPort& audio;
   PrivateFrameworksPort& frameworks;
   HIDEventPort& events;
@@ -30,15 +30,15 @@ struct ControlPorts {
   ProcessLauncherPort& processes;
   const GlobalPreferencesPort& global_preferences;
   const AXApplicationsPort& accessibility;
-  const geometry::ScreensPort& screens;
+  const dock::ScreensPort& screens;
   std::int64_t own_pid;
   // The application the user is working in, Kolvo itself never counted.
   std::function<std::optional<std::string>()> frontmost_bundle_id;
-  core::PreferenceStore& prefs;
-  core::Executor& main;
-  const core::WallClock& clock;
-  core::DiagnosticsLog& log;
-  core::SoundEffectsManager* sounds = nullptr;
+  prefs::PreferenceStore& prefs;
+  base::Executor& main;
+  const base::WallClock& clock;
+  base::DiagnosticsLog& log;
+  sound::SoundEffectsManager* sounds = nullptr;
 };
 
 // The services through which sliders, dials and the phone change the Mac. Each is made at
@@ -58,7 +58,7 @@ class ControlServices {
   TabSwitchController& tabs();
   WindowSnapController& window_snap();
   MediaPlaybackController& media();
-  KolvoTimerStore& timer();
+  timer::KolvoTimerStore& timer();
 
  private:
   template <typename Service, typename Make>
@@ -78,7 +78,7 @@ class ControlServices {
   std::unique_ptr<TabSwitchController> tabs_;
   std::unique_ptr<WindowSnapController> window_snap_;
   std::unique_ptr<MediaPlaybackController> media_;
-  std::unique_ptr<KolvoTimerStore> timer_;
+  std::unique_ptr<timer::KolvoTimerStore> timer_;
 };
 
 }  // namespace kolvo::controls

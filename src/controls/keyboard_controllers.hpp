@@ -6,12 +6,12 @@
 #include <string>
 #include <string_view>
 
+#include "base/diagnostics_log.hpp"
+#include "base/executor.hpp"
+#include "base/observable.hpp"
+#include "base/serial_queue.hpp"
 #include "controls/control_ports.hpp"
-#include "core/diagnostics_log.hpp"
-#include "core/executor.hpp"
-#include "core/observable.hpp"
-#include "core/serial_queue.hpp"
-#include "core/system_ports.hpp"
+#include "dock/accessibility_trust.hpp"
 
 // The controls that act by pressing keys on the user's behalf. Posting synthetic events needs
 // the Accessibility permission; without it each of these does nothing and says so.
@@ -26,16 +26,16 @@ class ShowDesktopController {
  public:
   static constexpr std::uint16_t kShowDesktopKey = 103;
 
-  ShowDesktopController(const core::AccessibilityTrust& trust, HIDEventPort& events) : trust_(trust), events_(events) {}
+  ShowDesktopController(const dock::AccessibilityTrust& trust, HIDEventPort& events) : trust_(trust), events_(events) {}
 
   // F11 down and up. False when nothing was posted.
   bool toggle();
-  core::Observable<bool>& desktop_shown() { return desktop_shown_; }
+  base::Observable<bool>& desktop_shown() { return desktop_shown_; }
 
  private:
-  const core::AccessibilityTrust& trust_;
+  const dock::AccessibilityTrust& trust_;
   HIDEventPort& events_;
-  core::Observable<bool> desktop_shown_{false};
+  base::Observable<bool> desktop_shown_{false};
 };
 
 struct TabShortcut {
@@ -50,7 +50,7 @@ class TabSwitchController {
  public:
   using FrontmostBundleID = std::function<std::optional<std::string>()>;
 
-  TabSwitchController(const core::AccessibilityTrust& trust, HIDEventPort& events, FrontmostBundleID frontmost)
+  TabSwitchController(const dock::AccessibilityTrust& trust, HIDEventPort& events, FrontmostBundleID frontmost)
       : trust_(trust), events_(events), frontmost_(std::move(frontmost)) {}
 
   static bool is_supported(const std::optional<std::string>& bundle_id);
@@ -61,7 +61,7 @@ class TabSwitchController {
   bool step(int delta);
 
  private:
-  const core::AccessibilityTrust& trust_;
+  const dock::AccessibilityTrust& trust_;
   HIDEventPort& events_;
   FrontmostBundleID frontmost_;
 };
@@ -72,7 +72,7 @@ class MediaPlaybackController {
   static constexpr std::int64_t kPlayPauseKey = 16;
   static constexpr double kMinimumInterval = 0.3;
 
-  MediaPlaybackController(const core::AccessibilityTrust& trust, HIDEventPort& events)
+  MediaPlaybackController(const dock::AccessibilityTrust& trust, HIDEventPort& events)
       : trust_(trust), events_(events) {}
 
   // Posts a key-down and key-up pair. A second press within 0.3 s is dropped: a dial flicked
@@ -83,7 +83,7 @@ class MediaPlaybackController {
   static SystemDefinedEvent media_key_event(bool key_down, double timestamp);
 
  private:
-  const core::AccessibilityTrust& trust_;
+  const dock::AccessibilityTrust& trust_;
   HIDEventPort& events_;
   double last_toggle_ = 0;
 };
@@ -101,8 +101,8 @@ class DesktopSpaceController {
   // The outcome, on the main executor: true when the interpreter exited cleanly.
   using Completion = std::function<void(bool switched)>;
 
-  DesktopSpaceController(ProcessLauncherPort& launcher, core::Executor& main, core::DiagnosticsLog& log)
-      : launcher_(launcher), log_(log), queue_(std::string(kQueueLabel), main, core::SerialQueue::Priority::user_initiated) {}
+  DesktopSpaceController(ProcessLauncherPort& launcher, base::Executor& main, base::DiagnosticsLog& log)
+      : launcher_(launcher), log_(log), queue_(std::string(kQueueLabel), main, base::SerialQueue::Priority::user_initiated) {}
 
   void switch_space(SpaceDirection direction, Completion done = {});
 
@@ -110,8 +110,8 @@ class DesktopSpaceController {
 
  private:
   ProcessLauncherPort& launcher_;
-  core::DiagnosticsLog& log_;
-  core::SerialQueue queue_;
+  base::DiagnosticsLog& log_;
+  base::SerialQueue queue_;
 };
 
 }  // namespace kolvo::controls

@@ -88,29 +88,29 @@ class EnhancedInterfacePause {
   bool was_on_ = false;
 };
 
-bool contains_point(const geometry::Rect& r, double x, double y) {
+bool contains_point(const dock::Rect& r, double x, double y) {
   return x >= r.min_x() && x < r.max_x() && y >= r.min_y() && y < r.max_y();
 }
 
 }  // namespace
 
-TopLeftRect snap_target(KolvoDeckWindowLayout layout, const TopLeftRect& v, const std::optional<TopLeftRect>& remembered) {
+TopLeftRect snap_target(WindowLayout layout, const TopLeftRect& v, const std::optional<TopLeftRect>& remembered) {
   const double w = v.width / 2;
   const double h = v.height / 2;
   const double mid_x = v.x + w;
   const double mid_y = v.y + h;
   switch (layout) {
-    case KolvoDeckWindowLayout::leftHalf: return {v.x, v.y, w, v.height};
-    case KolvoDeckWindowLayout::rightHalf: return {mid_x, v.y, w, v.height};
-    case KolvoDeckWindowLayout::maximize: return v;
-    case KolvoDeckWindowLayout::topHalf: return {v.x, v.y, v.width, h};
-    case KolvoDeckWindowLayout::bottomHalf: return {v.x, mid_y, v.width, h};
-    case KolvoDeckWindowLayout::topLeft: return {v.x, v.y, w, h};
-    case KolvoDeckWindowLayout::topRight: return {mid_x, v.y, w, h};
-    case KolvoDeckWindowLayout::bottomLeft: return {v.x, mid_y, w, h};
-    case KolvoDeckWindowLayout::bottomRight: return {mid_x, mid_y, w, h};
-    case KolvoDeckWindowLayout::center: {
-      if (remembered && geometry::intersects(*remembered, v)) return *remembered;
+    case WindowLayout::leftHalf: return {v.x, v.y, w, v.height};
+    case WindowLayout::rightHalf: return {mid_x, v.y, w, v.height};
+    case WindowLayout::maximize: return v;
+    case WindowLayout::topHalf: return {v.x, v.y, v.width, h};
+    case WindowLayout::bottomHalf: return {v.x, mid_y, v.width, h};
+    case WindowLayout::topLeft: return {v.x, v.y, w, h};
+    case WindowLayout::topRight: return {mid_x, v.y, w, h};
+    case WindowLayout::bottomLeft: return {v.x, mid_y, w, h};
+    case WindowLayout::bottomRight: return {mid_x, mid_y, w, h};
+    case WindowLayout::center: {
+      if (remembered && dock::intersects(*remembered, v)) return *remembered;
       const double width = v.width * 0.6;
       const double height = v.height * 0.72;
       return {mid_x - width / 2, mid_y - height / 2, width, height};
@@ -119,13 +119,13 @@ TopLeftRect snap_target(KolvoDeckWindowLayout layout, const TopLeftRect& v, cons
   return v;
 }
 
-std::optional<TopLeftRect> visible_frame_for_window(const std::vector<geometry::ScreenInfo>& screens,
+std::optional<TopLeftRect> visible_frame_for_window(const std::vector<dock::ScreenInfo>& screens,
                                                     const TopLeftRect& window) {
   if (screens.empty()) return std::nullopt;
   const double primary_max_y = screens.front().frame.max_y();
   // The window in the bottom-left global space the screens are described in.
-  const geometry::Rect flipped{window.x, primary_max_y - (window.y + window.height), window.width, window.height};
-  const geometry::ScreenInfo* chosen = nullptr;
+  const dock::Rect flipped{window.x, primary_max_y - (window.y + window.height), window.width, window.height};
+  const dock::ScreenInfo* chosen = nullptr;
   for (const auto& screen : screens) {
     if (contains_point(screen.frame, flipped.mid_x(), flipped.mid_y())) {
       chosen = &screen;
@@ -135,16 +135,16 @@ std::optional<TopLeftRect> visible_frame_for_window(const std::vector<geometry::
   if (!chosen) {
     double best = 0;
     for (const auto& screen : screens) {
-      const double overlap = geometry::area_of_intersection(screen.frame, flipped);
+      const double overlap = dock::area_of_intersection(screen.frame, flipped);
       if (overlap > best) best = overlap, chosen = &screen;
     }
   }
   if (!chosen) chosen = &screens.front();
-  const geometry::Rect& visible = chosen->visible_frame;
+  const dock::Rect& visible = chosen->visible_frame;
   return TopLeftRect{visible.x, primary_max_y - visible.max_y(), visible.width, visible.height};
 }
 
-bool WindowSnapController::snap(KolvoDeckWindowLayout layout, std::int64_t pid) {
+bool WindowSnapController::snap(WindowLayout layout, std::int64_t pid) {
   if (!trust_.is_process_trusted() || pid == own_pid_) return false;
   auto application = applications_.create_application(pid);
   if (!application) return false;

@@ -5,28 +5,27 @@
 #include <optional>
 
 #include "controls/control_ports.hpp"
-#include "core/system_ports.hpp"
-#include "deck/deck_message.hpp"
-#include "geometry/rect.hpp"
-#include "geometry/screens_port.hpp"
+#include "controls/window_layout.hpp"
+#include "dock/accessibility_trust.hpp"
+#include "dock/rect.hpp"
+#include "dock/screens_port.hpp"
 
 namespace kolvo::controls {
 
-using deck::KolvoDeckWindowLayout;
 
 // Rectangles here are in the accessibility space (top-left origin, y downward), where window
 // positions are read and written.
-using TopLeftRect = geometry::Rect;
+using TopLeftRect = dock::Rect;
 
 // Where a layout puts a window within V, the visible frame of its screen. `center` restores
 // the frame remembered from before the application's first snap when it still overlaps V.
-TopLeftRect snap_target(KolvoDeckWindowLayout layout, const TopLeftRect& visible,
+TopLeftRect snap_target(WindowLayout layout, const TopLeftRect& visible,
                         const std::optional<TopLeftRect>& remembered);
 
 // The visible frame of the screen a window is on, in the accessibility space: the screen
 // holding the window's centre, else the one it overlaps most, else the primary. Absent only
 // when there are no screens.
-std::optional<TopLeftRect> visible_frame_for_window(const std::vector<geometry::ScreenInfo>& screens,
+std::optional<TopLeftRect> visible_frame_for_window(const std::vector<dock::ScreenInfo>& screens,
                                                     const TopLeftRect& window);
 
 // Moves the frontmost window into halves, quarters, the whole screen or back to the middle.
@@ -36,20 +35,20 @@ class WindowSnapController {
   // many windows have a minimum or fixed size and are still where the user wanted them.
   static constexpr double kPositionTolerance = 8.0;
 
-  WindowSnapController(const core::AccessibilityTrust& trust, const AXApplicationsPort& applications,
-                       const geometry::ScreensPort& screens, std::int64_t own_pid)
+  WindowSnapController(const dock::AccessibilityTrust& trust, const AXApplicationsPort& applications,
+                       const dock::ScreensPort& screens, std::int64_t own_pid)
       : trust_(trust), applications_(applications), screens_(screens), own_pid_(own_pid) {}
 
   // False when there was nothing to move, the window is in full screen, or it did not land.
-  bool snap(KolvoDeckWindowLayout layout, std::int64_t pid);
+  bool snap(WindowLayout layout, std::int64_t pid);
 
   // The frame each application's window had before its first snap.
   const std::map<std::int64_t, TopLeftRect>& pre_snap_frames() const { return pre_snap_frames_; }
 
  private:
-  const core::AccessibilityTrust& trust_;
+  const dock::AccessibilityTrust& trust_;
   const AXApplicationsPort& applications_;
-  const geometry::ScreensPort& screens_;
+  const dock::ScreensPort& screens_;
   std::int64_t own_pid_;
   std::map<std::int64_t, TopLeftRect> pre_snap_frames_;
 };

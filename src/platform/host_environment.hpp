@@ -6,13 +6,16 @@
 #include <optional>
 #include <string>
 
+#include "app/app_ports.hpp"
+#include "app/launch_at_login_manager.hpp"
+#include "catalog/app_item.hpp"
+#include "catalog/focused_application_monitor.hpp"
 #include "controls/control_ports.hpp"
-#include "core/app_ports.hpp"
-#include "core/launch_at_login_manager.hpp"
-#include "core/preference_store.hpp"
-#include "core/system_ports.hpp"
-#include "geometry/screens_port.hpp"
-#include "hidden_dock/kolvo_app_item.hpp"
+#include "dock/accessibility_trust.hpp"
+#include "dock/screens_port.hpp"
+#include "prefs/preference_store.hpp"
+#include "sound/sound_ports.hpp"
+#include "ui/system_appearance.hpp"
 
 namespace kolvo::platform {
 
@@ -25,18 +28,18 @@ struct HostIdentity {
 // Everything the host program takes from the machine it runs on. On the Mac these are the
 // real frameworks; on Linux, the JSON preference file, /proc, and the simulated Mac.
 struct HostPorts {
-  std::unique_ptr<core::PreferenceStore> prefs;
-  std::unique_ptr<core::ProcessEnvironment> process;
-  core::AccessibilityTrust* accessibility = nullptr;
-  core::SystemAppearance* appearance = nullptr;
-  core::OutputAudibilityPort* audio = nullptr;
-  core::SoundLibrary* sounds = nullptr;
-  core::LoginItemService* login_items = nullptr;
-  geometry::ScreensPort* screens = nullptr;
-  geometry::RunningApplicationsPort* running = nullptr;
-  geometry::AccessibilityElementReader* elements = nullptr;
-  hidden_dock::ApplicationCatalog* applications = nullptr;
-  core::FocusedApplicationMonitor* focused_application = nullptr;
+  std::unique_ptr<prefs::PreferenceStore> prefs;
+  std::unique_ptr<app::ProcessEnvironment> process;
+  dock::AccessibilityTrust* accessibility = nullptr;
+  ui::SystemAppearance* appearance = nullptr;
+  sound::OutputAudibilityPort* audio = nullptr;
+  sound::SoundLibrary* sounds = nullptr;
+  app::LoginItemService* login_items = nullptr;
+  dock::ScreensPort* screens = nullptr;
+  dock::RunningApplicationsPort* running = nullptr;
+  dock::AccessibilityElementReader* elements = nullptr;
+  catalog::ApplicationCatalog* applications = nullptr;
+  catalog::FocusedApplicationMonitor* focused_application = nullptr;
   // What the control services drive.
   controls::CoreAudioPort* core_audio = nullptr;
   controls::PrivateFrameworksPort* frameworks = nullptr;
@@ -48,7 +51,7 @@ struct HostPorts {
   // Set when the Mac being driven is the simulated one: it reports each change it undergoes.
   std::function<void(std::function<void(std::string_view line)> sink)> report_simulated_changes;
   // "com.apple.dock"; null when it cannot be opened.
-  const core::PreferenceStore* dock_domain = nullptr;
+  const prefs::PreferenceStore* dock_domain = nullptr;
   // Where the preferences live, for messages ("~/.config/kolvo/preferences.json").
   std::string preferences_location;
   // Owns the objects the pointers above refer to.

@@ -3,7 +3,7 @@
 namespace kolvo::ui {
 namespace {
 
-using hidden_dock::Side;
+using dock::Side;
 
 std::string side_name(Side side) { return side == Side::left ? "left" : "right"; }
 
@@ -14,7 +14,7 @@ std::string capitalized(std::string text) {
 
 }  // namespace
 
-std::string hidden_dock_status(const hidden_dock::ZoneSettings& s) {
+std::string hidden_dock_status(const overlay::ZoneSettings& s) {
   const bool left = s.side_active(Side::left);
   const bool right = s.side_active(Side::right);
   if (!left && !right) return "No edge is turned on. Turn on an edge to use Hidden Dock.";
@@ -25,24 +25,24 @@ std::string hidden_dock_status(const hidden_dock::ZoneSettings& s) {
   }
   if (left != right && !left_dock && !right_dock) {
     const Side only = left ? Side::left : Side::right;
-    return "The " + side_name(only) + " edge is set to " + std::string(core::to_string(s.edge_mode(only))) +
+    return "The " + side_name(only) + " edge is set to " + std::string(prefs::to_string(s.edge_mode(only))) +
            ". Set an edge to Hidden Dock to use it.";
   }
   if (left_dock && right_dock) return "Hidden Dock opens from both edges of your Dock.";
   return "Hidden Dock opens from the " + side_name(left_dock ? Side::left : Side::right) + " edge of your Dock.";
 }
 
-std::optional<std::string> dial_conflict(core::Corner corner, const hidden_dock::ZoneSettings& s, bool configurator) {
-  if (!hidden_dock::is_dial_blocked(corner, s)) return std::nullopt;
-  const Side side = corner == core::Corner::bottomLeft ? Side::left : Side::right;
+std::optional<std::string> dial_conflict(prefs::Corner corner, const overlay::ZoneSettings& s, bool configurator) {
+  if (!overlay::is_dial_blocked(corner, s)) return std::nullopt;
+  const Side side = corner == prefs::Corner::bottomLeft ? Side::left : Side::right;
   if (s.has_slider(side)) {
-    return "Inactive: the " + std::string(core::to_string(s.edge_mode(side))) + " control already uses this corner.";
+    return "Inactive: the " + std::string(prefs::to_string(s.edge_mode(side))) + " control already uses this corner.";
   }
   if (configurator) return capitalized(side_name(side)) + " Dock pressure zone already uses this corner.";
   return "Inactive: Hidden Dock's pressure point on the " + side_name(side) + " already uses this corner.";
 }
 
-std::optional<std::string> pressure_point_advice(const hidden_dock::ZoneSettings& s) {
+std::optional<std::string> pressure_point_advice(const overlay::ZoneSettings& s) {
   if (!s.pressure_mode) return std::nullopt;
   const bool left = s.side_active(Side::left);
   const bool right = s.side_active(Side::right);

@@ -2,14 +2,14 @@
 
 #include <string_view>
 
-#include "core/enum_table.hpp"
+#include "base/enum_table.hpp"
 
 namespace kolvo::ui {
 
 // The settings window's pages, in the order the sidebar lists them. `corvane` is the
 // creative-applications page.
 enum class SettingsPage { general, controls, profiles, apps, deck, corvane, advanced };
-inline constexpr auto kSettingsPageTable = core::make_enum_table<SettingsPage>(
+inline constexpr auto kSettingsPageTable = base::make_enum_table<SettingsPage>(
     {{SettingsPage::general, "general"}, {SettingsPage::controls, "controls"}, {SettingsPage::profiles, "profiles"},
      {SettingsPage::apps, "apps"}, {SettingsPage::deck, "deck"}, {SettingsPage::corvane, "corvane"},
      {SettingsPage::advanced, "advanced"}});

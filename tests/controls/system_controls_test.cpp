@@ -5,12 +5,12 @@
 #include <limits>
 #include <thread>
 
+#include "base/diagnostics_log.hpp"
+#include "base/manual_executor.hpp"
 #include "controls/appearance_controller.hpp"
 #include "controls/audio_controllers.hpp"
 #include "controls/brightness_controllers.hpp"
 #include "controls/keyboard_controllers.hpp"
-#include "core/diagnostics_log.hpp"
-#include "core/manual_executor.hpp"
 #include "platform/sim/simulated_mac.hpp"
 #include "support/settings_fixture.hpp"
 
@@ -162,7 +162,7 @@ TEST(KeyboardBacklightController, UsesTheFirstKeyboardAndReadsOnlyFiniteValues) 
 }
 
 TEST(AppearanceController, ReadsTheInterfaceStyleLikeTheSystemDoes) {
-  using V = core::PreferenceValue;
+  using V = prefs::PreferenceValue;
   const std::pair<std::optional<V>, bool> styles[] = {
       {V("Dark"), true}, {V("dark"), true}, {V("DARK"), true},     {V("Light"), false},
       {V(1), false},     {std::nullopt, false}, {V("Dark "), false},
@@ -320,7 +320,7 @@ TEST(MediaPlaybackController, PostsThePlayKeyDownAndUp) {
 // Runs the main executor until `done` or a real-time limit: the work happens on the
 // service's own thread.
 template <typename Predicate>
-bool drain_until(core::ManualExecutor& main, Predicate done) {
+bool drain_until(base::ManualExecutor& main, Predicate done) {
   const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   while (!done() && std::chrono::steady_clock::now() < limit) {
     main.run_pending();
@@ -346,8 +346,8 @@ TEST(DesktopSpaceController, RunsOsascriptOffTheCallersThreadAndLogsFailures) {
   };
   for (const Case& c : cases) {
     testing::FixedWallClock clock;
-    core::DiagnosticsLog log(clock, core::DiagnosticsLog::silent());
-    core::ManualExecutor main;
+    base::DiagnosticsLog log(clock, base::DiagnosticsLog::silent());
+    base::ManualExecutor main;
     SimulatedMac mac;
     mac.set_automation_allowed(c.automation_allowed);
     DesktopSpaceController spaces(mac, main, log);

@@ -7,10 +7,10 @@
 namespace kolvo::controls {
 namespace {
 
-using geometry::Rect;
+using dock::Rect;
 using sim::SimulatedApplicationState;
 using sim::SimulatedWindow;
-using L = KolvoDeckWindowLayout;
+using L = WindowLayout;
 
 constexpr std::int64_t kSafari = 102;
 // The built-in display's visible frame, seen from the top-left: a 37-point menu bar above and
@@ -42,7 +42,7 @@ TEST(SnapTarget, PlacesEveryLayoutInTheVisibleFrame) {
   };
   for (const auto& [layout, expected] : cases) {
     expect_near(snap_target(layout, kVisible, std::nullopt), expected,
-                std::string(deck::kWindowLayoutTable.to_string(layout)));
+                std::string(kWindowLayoutTable.to_string(layout)));
   }
   // Only `center` looks at the remembered frame, and only when it is still on this screen.
   const Rect remembered{100, 100, 400, 300};
@@ -53,7 +53,7 @@ TEST(SnapTarget, PlacesEveryLayoutInTheVisibleFrame) {
 
 TEST(VisibleFrameForWindow, FollowsTheWindowsCentreAcrossDisplays) {
   // A second display to the right, taller than the primary, so its top is above the primary's.
-  std::vector<geometry::ScreenInfo> screens(2);
+  std::vector<dock::ScreenInfo> screens(2);
   screens[0].frame = {0, 0, 1512, 982};
   screens[0].visible_frame = {0, 70, 1512, 875};
   screens[1].frame = {1512, 0, 1920, 1080};
@@ -66,7 +66,7 @@ TEST(VisibleFrameForWindow, FollowsTheWindowsCentreAcrossDisplays) {
       {{9000, 9000, 400, 300}, kVisible},        // nowhere near: the primary
   };
   for (const auto& [frame, expected] : cases) {
-    EXPECT_EQ(visible_frame_for_window(screens, frame), expected) << geometry::describe(frame);
+    EXPECT_EQ(visible_frame_for_window(screens, frame), expected) << dock::describe(frame);
   }
   EXPECT_FALSE(visible_frame_for_window({}, Rect{0, 0, 10, 10}));
 }

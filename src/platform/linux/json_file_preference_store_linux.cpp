@@ -12,12 +12,12 @@
 #include <fstream>
 #include <sstream>
 
-#include "core/base64.hpp"
-#include "core/date_time.hpp"
+#include "base/base64.hpp"
+#include "base/date_time.hpp"
 
 namespace kolvo::platform {
 namespace fs = std::filesystem;
-using core::PreferenceValue;
+using prefs::PreferenceValue;
 using nlohmann::ordered_json;
 
 namespace {
@@ -70,17 +70,17 @@ ordered_json to_file_json(const PreferenceValue& value) {
     ordered_json operator()(std::int64_t i) const { return i; }
     ordered_json operator()(double d) const { return d; }
     ordered_json operator()(const std::string& s) const { return s; }
-    ordered_json operator()(const core::PreferenceData& data) const {
+    ordered_json operator()(const prefs::PreferenceData& data) const {
       // Data that holds a JSON object or array (calibrations, profiles, slots) is written as
       // that JSON, so a person can read and edit it; anything else as base64.
       if (!data.empty() && (data.front() == '{' || data.front() == '[')) {
         auto json = ordered_json::parse(data.begin(), data.end(), nullptr, /*allow_exceptions=*/false);
         if (!json.is_discarded() && json.dump() == std::string(data.begin(), data.end())) return {{"$json", json}};
       }
-      return {{"$data", core::base64_encode(data)}};
+      return {{"$data", base::base64_encode(data)}};
     }
-    ordered_json operator()(const core::PreferenceDate& date) const {
-      return {{"$date", core::format_iso8601(core::from_seconds_since_2001(date.seconds_since_2001))}};
+    ordered_json operator()(const prefs::PreferenceDate& date) const {
+      return {{"$date", base::format_iso8601(base::from_seconds_since_2001(date.seconds_since_2001))}};
     }
     ordered_json operator()(const PreferenceValue::Array& array) const {
       ordered_json out = ordered_json::array();
@@ -118,18 +118,18 @@ std::optional<PreferenceValue> from_file_json(const ordered_json& json) {
     }
     case ordered_json::value_t::object: {
       if (json.size() == 1 && json.contains("$data") && json["$data"].is_string()) {
-        auto bytes = core::base64_decode(json["$data"].get_ref<const std::string&>());
+        auto bytes = base::base64_decode(json["$data"].get_ref<const std::string&>());
         if (!bytes) return std::nullopt;
         return PreferenceValue(std::move(*bytes));
       }
       if (json.size() == 1 && json.contains("$json") && (json["$json"].is_object() || json["$json"].is_array())) {
         const std::string text = json["$json"].dump();
-        return PreferenceValue(core::PreferenceData(text.begin(), text.end()));
+        return PreferenceValue(prefs::PreferenceData(text.begin(), text.end()));
       }
       if (json.size() == 1 && json.contains("$date") && json["$date"].is_string()) {
-        const auto time = core::parse_iso8601(json["$date"].get_ref<const std::string&>());
+        const auto time = base::parse_iso8601(json["$date"].get_ref<const std::string&>());
         if (!time) return std::nullopt;
-        return PreferenceValue(core::PreferenceDate{core::seconds_since_2001(*time)});
+        return PreferenceValue(prefs::PreferenceDate{base::seconds_since_2001(*time)});
       }
       PreferenceValue::Dictionary dictionary;
       for (const auto& [key, element] : json.items()) {

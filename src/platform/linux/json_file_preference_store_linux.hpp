@@ -8,7 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "core/preference_store.hpp"
+#include "prefs/preference_store.hpp"
 
 namespace kolvo::platform {
 
@@ -24,7 +24,7 @@ namespace kolvo::platform {
 // program does not understand are written back exactly as they were. The file is replaced
 // atomically: temporary file, fsync, rename. A file that does not parse is never overwritten:
 // it is moved aside under a dated name before the first write, and the program says so once.
-class JsonFilePreferenceStore final : public core::PreferenceStore {
+class JsonFilePreferenceStore final : public prefs::PreferenceStore {
  public:
   using Warn = std::function<void(std::string_view message)>;
 
@@ -34,10 +34,10 @@ class JsonFilePreferenceStore final : public core::PreferenceStore {
   static std::filesystem::path default_path();
   static Warn stderr_warning();
 
-  std::optional<core::PreferenceValue> value(std::string_view key) const override;
-  void set(std::string_view key, core::PreferenceValue value) override;
+  std::optional<prefs::PreferenceValue> value(std::string_view key) const override;
+  void set(std::string_view key, prefs::PreferenceValue value) override;
   void remove(std::string_view key) override;
-  std::map<std::string, core::PreferenceValue> all() const override;
+  std::map<std::string, prefs::PreferenceValue> all() const override;
 
   const std::filesystem::path& path() const { return file_; }
   // Where an unreadable file was moved, once it has been.
@@ -53,7 +53,7 @@ class JsonFilePreferenceStore final : public core::PreferenceStore {
   };
 
   Loaded load_file() const;
-  void update(std::string_view key, const std::optional<core::PreferenceValue>& value);
+  void update(std::string_view key, const std::optional<prefs::PreferenceValue>& value);
   bool write_file(const nlohmann::ordered_json& document);
   void set_aside_corrupt_file();
 
@@ -66,7 +66,7 @@ class JsonFilePreferenceStore final : public core::PreferenceStore {
 
 // The file's JSON form of one value, and back. A JSON value with no property-list form (null,
 // or an array holding one) reads as absent.
-nlohmann::ordered_json to_file_json(const core::PreferenceValue& value);
-std::optional<core::PreferenceValue> from_file_json(const nlohmann::ordered_json& json);
+nlohmann::ordered_json to_file_json(const prefs::PreferenceValue& value);
+std::optional<prefs::PreferenceValue> from_file_json(const nlohmann::ordered_json& json);
 
 }  // namespace kolvo::platform

@@ -50,8 +50,8 @@ std::string LinuxProcessEnvironment::os_version() const {
   return "(simulated) on " + name + (kernel.empty() ? "" : ", " + kernel);
 }
 
-std::vector<core::RunningInstance> LinuxProcessEnvironment::running_instances(std::string_view bundle_identifier) const {
-  std::vector<core::RunningInstance> instances;
+std::vector<app::RunningInstance> LinuxProcessEnvironment::running_instances(std::string_view bundle_identifier) const {
+  std::vector<app::RunningInstance> instances;
   if (bundle_identifier != identity_.bundle_id) return instances;
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(proc_root_, error)) {

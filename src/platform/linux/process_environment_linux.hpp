@@ -3,14 +3,14 @@
 #include <filesystem>
 #include <string>
 
-#include "core/app_ports.hpp"
+#include "app/app_ports.hpp"
 #include "platform/host_environment.hpp"
 
 namespace kolvo::platform {
 
 // The headless host as a process: its "bundle" is the folder of its executable, and another
 // running instance is another `kolvo serve`.
-class LinuxProcessEnvironment final : public core::ProcessEnvironment {
+class LinuxProcessEnvironment final : public app::ProcessEnvironment {
  public:
   explicit LinuxProcessEnvironment(HostIdentity identity, std::filesystem::path proc_root = "/proc");
 
@@ -20,7 +20,7 @@ class LinuxProcessEnvironment final : public core::ProcessEnvironment {
   std::string short_version() const override { return identity_.short_version; }
   std::string build_version() const override { return identity_.build_version; }
   std::string os_version() const override;
-  std::vector<core::RunningInstance> running_instances(std::string_view bundle_identifier) const override;
+  std::vector<app::RunningInstance> running_instances(std::string_view bundle_identifier) const override;
 
  private:
   HostIdentity identity_;

@@ -14,7 +14,7 @@ double primary_height() {
   return screens.count > 0 ? NSMaxY(screens[0].frame) : 0;
 }
 
-class MacElement final : public geometry::AccessibilityElement {
+class MacElement final : public dock::AccessibilityElement {
  public:
   // Takes ownership of a +1 reference.
   explicit MacElement(AXUIElementRef element) : element_(element) {}
@@ -28,20 +28,20 @@ class MacElement final : public geometry::AccessibilityElement {
   std::optional<std::string> subrole() const override { return string_attribute(kAXSubroleAttribute); }
   std::optional<std::string> title() const override { return string_attribute(kAXTitleAttribute); }
 
-  std::optional<geometry::Rect> frame() const override {
+  std::optional<dock::Rect> frame() const override {
     CGPoint origin{};
     CGSize size{};
     if (!value_attribute(kAXPositionAttribute, kAXValueTypeCGPoint, &origin) ||
         !value_attribute(kAXSizeAttribute, kAXValueTypeCGSize, &size)) {
       return std::nullopt;
     }
-    return geometry::from_accessibility_space(origin.x, origin.y, size.width, size.height, primary_height());
+    return dock::from_accessibility_space(origin.x, origin.y, size.width, size.height, primary_height());
   }
 
-  std::vector<std::unique_ptr<geometry::AccessibilityElement>> children() const override {
+  std::vector<std::unique_ptr<dock::AccessibilityElement>> children() const override {
     return elements(kAXChildrenAttribute);
   }
-  std::vector<std::unique_ptr<geometry::AccessibilityElement>> windows() const override {
+  std::vector<std::unique_ptr<dock::AccessibilityElement>> windows() const override {
     return elements(kAXWindowsAttribute);
   }
 
@@ -54,8 +54,8 @@ class MacElement final : public geometry::AccessibilityElement {
     return ax::value_attribute(element_, attribute, type, out);
   }
 
-  std::vector<std::unique_ptr<geometry::AccessibilityElement>> elements(CFStringRef attribute) const {
-    std::vector<std::unique_ptr<geometry::AccessibilityElement>> out;
+  std::vector<std::unique_ptr<dock::AccessibilityElement>> elements(CFStringRef attribute) const {
+    std::vector<std::unique_ptr<dock::AccessibilityElement>> out;
     for (AXUIElementRef element : ax::copy_elements(element_, attribute)) out.push_back(std::make_unique<MacElement>(element));
     return out;
   }
@@ -65,7 +65,7 @@ class MacElement final : public geometry::AccessibilityElement {
 
 }  // namespace
 
-std::unique_ptr<geometry::AccessibilityElement> MacAccessibilityElements::application(std::int64_t pid) const {
+std::unique_ptr<dock::AccessibilityElement> MacAccessibilityElements::application(std::int64_t pid) const {
   AXUIElementRef element = AXUIElementCreateApplication(static_cast<pid_t>(pid));
   if (!element) return nullptr;
   return std::make_unique<MacElement>(element);

@@ -5,11 +5,11 @@
 namespace kolvo::platform {
 namespace {
 
-std::optional<hidden_dock::InstalledApplication> bundle_at(NSString* path) {
+std::optional<catalog::InstalledApplication> bundle_at(NSString* path) {
   BOOL folder = NO;
   if (![NSFileManager.defaultManager fileExistsAtPath:path isDirectory:&folder] || !folder) return std::nullopt;
   if (![path.pathExtension isEqualToString:@"app"]) return std::nullopt;
-  hidden_dock::InstalledApplication app;
+  catalog::InstalledApplication app;
   app.path = path.stringByStandardizingPath.UTF8String;
   NSString* identifier = [NSBundle bundleWithPath:path].bundleIdentifier;
   if (identifier) app.bundle_identifier = std::string(identifier.UTF8String);
@@ -19,9 +19,9 @@ std::optional<hidden_dock::InstalledApplication> bundle_at(NSString* path) {
 
 }  // namespace
 
-std::vector<hidden_dock::InstalledApplication> MacApplicationCatalog::applications_in(
+std::vector<catalog::InstalledApplication> MacApplicationCatalog::applications_in(
     const std::vector<std::string>& folders) const {
-  std::vector<hidden_dock::InstalledApplication> found;
+  std::vector<catalog::InstalledApplication> found;
   @autoreleasepool {
     for (const std::string& folder : folders) {
       NSString* base = [NSString stringWithUTF8String:folder.c_str()];
@@ -34,7 +34,7 @@ std::vector<hidden_dock::InstalledApplication> MacApplicationCatalog::applicatio
   return found;
 }
 
-std::optional<hidden_dock::InstalledApplication> MacApplicationCatalog::application_with_bundle_id(
+std::optional<catalog::InstalledApplication> MacApplicationCatalog::application_with_bundle_id(
     const std::string& bundle_id) const {
   @autoreleasepool {
     NSURL* url = [NSWorkspace.sharedWorkspace
@@ -44,7 +44,7 @@ std::optional<hidden_dock::InstalledApplication> MacApplicationCatalog::applicat
   }
 }
 
-std::optional<hidden_dock::InstalledApplication> MacApplicationCatalog::application_at(const std::string& path) const {
+std::optional<catalog::InstalledApplication> MacApplicationCatalog::application_at(const std::string& path) const {
   @autoreleasepool {
     return bundle_at([NSString stringWithUTF8String:path.c_str()]);
   }

@@ -30,18 +30,18 @@ bool write_scalar(AudioObjectID object, const controls::AudioPropertyAddress& a,
 
 }  // namespace
 
-bool MacCoreAudio::has_property(core::AudioObjectID object, const controls::AudioPropertyAddress& a) const {
+bool MacCoreAudio::has_property(sound::AudioObjectID object, const controls::AudioPropertyAddress& a) const {
   const AudioObjectPropertyAddress address = address_of(a);
   return AudioObjectHasProperty(object, &address);
 }
 
-bool MacCoreAudio::is_property_settable(core::AudioObjectID object, const controls::AudioPropertyAddress& a) const {
+bool MacCoreAudio::is_property_settable(sound::AudioObjectID object, const controls::AudioPropertyAddress& a) const {
   const AudioObjectPropertyAddress address = address_of(a);
   Boolean settable = false;
   return AudioObjectIsPropertySettable(object, &address, &settable) == noErr && settable;
 }
 
-std::optional<std::uint32_t> MacCoreAudio::property_data_size(core::AudioObjectID object,
+std::optional<std::uint32_t> MacCoreAudio::property_data_size(sound::AudioObjectID object,
                                                               const controls::AudioPropertyAddress& a) const {
   const AudioObjectPropertyAddress address = address_of(a);
   UInt32 size = 0;
@@ -49,16 +49,16 @@ std::optional<std::uint32_t> MacCoreAudio::property_data_size(core::AudioObjectI
   return size;
 }
 
-std::optional<float> MacCoreAudio::float32_value(core::AudioObjectID object, const controls::AudioPropertyAddress& a) const {
+std::optional<float> MacCoreAudio::float32_value(sound::AudioObjectID object, const controls::AudioPropertyAddress& a) const {
   return read_scalar<Float32>(object, a);
 }
 
-std::optional<std::uint32_t> MacCoreAudio::uint32_value(core::AudioObjectID object,
+std::optional<std::uint32_t> MacCoreAudio::uint32_value(sound::AudioObjectID object,
                                                         const controls::AudioPropertyAddress& a) const {
   return read_scalar<UInt32>(object, a);
 }
 
-std::optional<std::vector<core::AudioObjectID>> MacCoreAudio::object_list(core::AudioObjectID object,
+std::optional<std::vector<sound::AudioObjectID>> MacCoreAudio::object_list(sound::AudioObjectID object,
                                                                           const controls::AudioPropertyAddress& a) const {
   const auto size = property_data_size(object, a);
   if (!size) return std::nullopt;
@@ -69,10 +69,10 @@ std::optional<std::vector<core::AudioObjectID>> MacCoreAudio::object_list(core::
     return std::nullopt;
   }
   ids.resize(filled / sizeof(AudioObjectID));  // devices can disappear between the two calls
-  return std::vector<core::AudioObjectID>(ids.begin(), ids.end());
+  return std::vector<sound::AudioObjectID>(ids.begin(), ids.end());
 }
 
-std::optional<std::string> MacCoreAudio::string_value(core::AudioObjectID object,
+std::optional<std::string> MacCoreAudio::string_value(sound::AudioObjectID object,
                                                       const controls::AudioPropertyAddress& a) const {
   const AudioObjectPropertyAddress address = address_of(a);
   CFStringRef text = nullptr;
@@ -82,11 +82,11 @@ std::optional<std::string> MacCoreAudio::string_value(core::AudioObjectID object
   return utf8(string);
 }
 
-bool MacCoreAudio::set_float32(core::AudioObjectID object, const controls::AudioPropertyAddress& a, float value) {
+bool MacCoreAudio::set_float32(sound::AudioObjectID object, const controls::AudioPropertyAddress& a, float value) {
   return write_scalar<Float32>(object, a, value);
 }
 
-bool MacCoreAudio::set_uint32(core::AudioObjectID object, const controls::AudioPropertyAddress& a, std::uint32_t value) {
+bool MacCoreAudio::set_uint32(sound::AudioObjectID object, const controls::AudioPropertyAddress& a, std::uint32_t value) {
   return write_scalar<UInt32>(object, a, value);
 }
 

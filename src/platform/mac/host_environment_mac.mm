@@ -1,9 +1,9 @@
 #import <AppKit/AppKit.h>
 #include <unistd.h>
 
+#include "controls/audio_controllers.hpp"
 #include "platform/mac/mac_adapters.hpp"
 #include "platform/mac/objc_text.hpp"
-#include "controls/audio_controllers.hpp"
 #include "platform/sim/simulated_desktop.hpp"
 
 namespace kolvo::platform {
@@ -61,8 +61,8 @@ std::string MacProcessEnvironment::os_version() const {
   return NSProcessInfo.processInfo.operatingSystemVersionString.UTF8String;
 }
 
-std::vector<core::RunningInstance> MacProcessEnvironment::running_instances(std::string_view bundle_identifier) const {
-  std::vector<core::RunningInstance> instances;
+std::vector<app::RunningInstance> MacProcessEnvironment::running_instances(std::string_view bundle_identifier) const {
+  std::vector<app::RunningInstance> instances;
   @autoreleasepool {
     NSString* identifier = ns_string(bundle_identifier);
     for (NSRunningApplication* app in [NSRunningApplication runningApplicationsWithBundleIdentifier:identifier]) {

@@ -31,14 +31,14 @@ std::optional<std::string> error_text(BOOL ok, NSError* error) {
 
 }  // namespace
 
-core::LoginItemStatus MacLoginItemService::status() const {
+app::LoginItemStatus MacLoginItemService::status() const {
   switch (SMAppService.mainAppService.status) {
-    case SMAppServiceStatusEnabled: return core::LoginItemStatus::enabled;
-    case SMAppServiceStatusRequiresApproval: return core::LoginItemStatus::requiresApproval;
-    case SMAppServiceStatusNotRegistered: return core::LoginItemStatus::notRegistered;
-    case SMAppServiceStatusNotFound: return core::LoginItemStatus::notFound;
+    case SMAppServiceStatusEnabled: return app::LoginItemStatus::enabled;
+    case SMAppServiceStatusRequiresApproval: return app::LoginItemStatus::requiresApproval;
+    case SMAppServiceStatusNotRegistered: return app::LoginItemStatus::notRegistered;
+    case SMAppServiceStatusNotFound: return app::LoginItemStatus::notFound;
   }
-  return core::LoginItemStatus::unknown;
+  return app::LoginItemStatus::unknown;
 }
 
 std::optional<std::string> MacLoginItemService::register_main_app() {

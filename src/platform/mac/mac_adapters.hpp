@@ -7,62 +7,66 @@
 #include <memory>
 #include <string>
 
+#include "app/app_ports.hpp"
+#include "app/launch_at_login_manager.hpp"
+#include "base/executor.hpp"
+#include "catalog/app_item.hpp"
+#include "catalog/focused_application_monitor.hpp"
 #include "controls/control_ports.hpp"
-#include "core/app_ports.hpp"
-#include "core/executor.hpp"
-#include "core/launch_at_login_manager.hpp"
-#include "core/preference_store.hpp"
-#include "core/system_ports.hpp"
-#include "hidden_dock/dock_expansion_gesture.hpp"
-#include "hidden_dock/hover_monitor.hpp"
-#include "hidden_dock/kolvo_app_item.hpp"
+#include "dock/accessibility_trust.hpp"
+#include "overlay/dock_expansion_gesture.hpp"
+#include "overlay/hover_monitor.hpp"
+#include "overlay/hover_monitor_control.hpp"
 #include "platform/host_environment.hpp"
+#include "prefs/preference_store.hpp"
+#include "sound/sound_ports.hpp"
+#include "ui/system_appearance.hpp"
 
 namespace kolvo::platform {
 
 // The application's user-defaults domain through CFPreferences, addressed by bundle
 // identifier so that the command-line tool and the app share one domain.
-class MacPreferenceStore final : public core::PreferenceStore {
+class MacPreferenceStore final : public prefs::PreferenceStore {
  public:
   explicit MacPreferenceStore(std::string application_id);
-  std::optional<core::PreferenceValue> value(std::string_view key) const override;
-  void set(std::string_view key, core::PreferenceValue value) override;
+  std::optional<prefs::PreferenceValue> value(std::string_view key) const override;
+  void set(std::string_view key, prefs::PreferenceValue value) override;
   void remove(std::string_view key) override;
-  std::map<std::string, core::PreferenceValue> all() const override;
+  std::map<std::string, prefs::PreferenceValue> all() const override;
 
  private:
   std::string application_id_;
 };
 
-class MacAccessibilityTrust final : public core::AccessibilityTrust {
+class MacAccessibilityTrust final : public dock::AccessibilityTrust {
  public:
   bool is_process_trusted() const override;
 };
 
 // The system theme, from the global "AppleInterfaceStyle" and its distributed notification.
-class MacSystemAppearance final : public core::SystemAppearance {
+class MacSystemAppearance final : public ui::SystemAppearance {
  public:
   bool is_dark() const override;
-  [[nodiscard]] core::Subscription observe_theme_changes(std::function<void()> changed) override;
+  [[nodiscard]] base::Subscription observe_theme_changes(std::function<void()> changed) override;
 };
 
 // The AudioObject functions of CoreAudio.
 class MacCoreAudio final : public controls::CoreAudioPort {
  public:
-  bool has_property(core::AudioObjectID object, const controls::AudioPropertyAddress& address) const override;
-  bool is_property_settable(core::AudioObjectID object, const controls::AudioPropertyAddress& address) const override;
-  std::optional<std::uint32_t> property_data_size(core::AudioObjectID object,
+  bool has_property(sound::AudioObjectID object, const controls::AudioPropertyAddress& address) const override;
+  bool is_property_settable(sound::AudioObjectID object, const controls::AudioPropertyAddress& address) const override;
+  std::optional<std::uint32_t> property_data_size(sound::AudioObjectID object,
                                                   const controls::AudioPropertyAddress& address) const override;
-  std::optional<float> float32_value(core::AudioObjectID object,
+  std::optional<float> float32_value(sound::AudioObjectID object,
                                      const controls::AudioPropertyAddress& address) const override;
-  std::optional<std::uint32_t> uint32_value(core::AudioObjectID object,
+  std::optional<std::uint32_t> uint32_value(sound::AudioObjectID object,
                                             const controls::AudioPropertyAddress& address) const override;
-  std::optional<std::vector<core::AudioObjectID>> object_list(
-      core::AudioObjectID object, const controls::AudioPropertyAddress& address) const override;
-  std::optional<std::string> string_value(core::AudioObjectID object,
+  std::optional<std::vector<sound::AudioObjectID>> object_list(
+      sound::AudioObjectID object, const controls::AudioPropertyAddress& address) const override;
+  std::optional<std::string> string_value(sound::AudioObjectID object,
                                           const controls::AudioPropertyAddress& address) const override;
-  bool set_float32(core::AudioObjectID object, const controls::AudioPropertyAddress& address, float value) override;
-  bool set_uint32(core::AudioObjectID object, const controls::AudioPropertyAddress& address,
+  bool set_float32(sound::AudioObjectID object, const controls::AudioPropertyAddress& address, float value) override;
+  bool set_uint32(sound::AudioObjectID object, const controls::AudioPropertyAddress& address,
                   std::uint32_t value) override;
 };
 
@@ -105,7 +109,7 @@ class MacProcessLauncher final : public controls::ProcessLauncherPort {
 // NSUserDefaults' global domain.
 class MacGlobalPreferences final : public controls::GlobalPreferencesPort {
  public:
-  std::optional<core::PreferenceValue> global_domain_value(std::string_view key) const override;
+  std::optional<prefs::PreferenceValue> global_domain_value(std::string_view key) const override;
 };
 
 // AXUIElement by attribute name, for moving windows.
@@ -116,41 +120,41 @@ class MacAXApplications final : public controls::AXApplicationsPort {
 
 // AVAudioPlayer over "Sounds/<name>.mp3" in the bundle's resources, or in `fallback_folder`
 // when running outside a bundle (the command-line tool).
-class MacSoundLibrary final : public core::SoundLibrary {
+class MacSoundLibrary final : public sound::SoundLibrary {
  public:
   explicit MacSoundLibrary(std::string fallback_folder) : fallback_folder_(std::move(fallback_folder)) {}
-  std::unique_ptr<core::SoundPlayer> load(core::Sound sound) override;
+  std::unique_ptr<sound::SoundPlayer> load(prefs::Sound sound) override;
 
  private:
   std::string fallback_folder_;
 };
 
 // SMAppService.mainAppService.
-class MacLoginItemService final : public core::LoginItemService {
+class MacLoginItemService final : public app::LoginItemService {
  public:
-  core::LoginItemStatus status() const override;
+  app::LoginItemStatus status() const override;
   std::optional<std::string> register_main_app() override;
   std::optional<std::string> unregister_main_app() override;
 };
 
 // The main dispatch queue as the program's main loop.
-class MainQueueExecutor final : public core::Executor {
+class MainQueueExecutor final : public base::Executor {
  public:
   MainQueueExecutor();
   ~MainQueueExecutor() override;
-  void post(core::Task task) override;
-  core::TaskId post_after(core::Duration delay, core::Task task) override;
-  void cancel(core::TaskId id) override;
-  core::TimePoint now() const override { return core::Clock::now(); }
+  void post(base::Task task) override;
+  base::TaskId post_after(base::Duration delay, base::Task task) override;
+  void cancel(base::TaskId id) override;
+  base::TimePoint now() const override { return base::Clock::now(); }
 
  private:
   struct Pending;
   std::unique_ptr<Pending> pending_;
-  core::TaskId next_id_ = 1;
+  base::TaskId next_id_ = 1;
 };
 
 // This process and its siblings, from NSBundle, NSProcessInfo and NSRunningApplication.
-class MacProcessEnvironment final : public core::ProcessEnvironment {
+class MacProcessEnvironment final : public app::ProcessEnvironment {
  public:
   explicit MacProcessEnvironment(HostIdentity fallback) : fallback_(std::move(fallback)) {}
   std::int64_t pid() const override;
@@ -159,14 +163,14 @@ class MacProcessEnvironment final : public core::ProcessEnvironment {
   std::string short_version() const override;
   std::string build_version() const override;
   std::string os_version() const override;
-  std::vector<core::RunningInstance> running_instances(std::string_view bundle_identifier) const override;
+  std::vector<app::RunningInstance> running_instances(std::string_view bundle_identifier) const override;
 
  private:
   HostIdentity fallback_;
 };
 
 // The frontmost application other than Kolvo itself, from NSWorkspace activations.
-class MacFocusedApplicationMonitor final : public core::FocusedApplicationMonitor {
+class MacFocusedApplicationMonitor final : public catalog::FocusedApplicationMonitor {
  public:
   MacFocusedApplicationMonitor();
   ~MacFocusedApplicationMonitor() override;
@@ -183,57 +187,57 @@ class MacFocusedApplicationMonitor final : public core::FocusedApplicationMonito
 };
 
 // NSScreen: frames, visible frames, and the identity of each display.
-class MacScreens final : public geometry::ScreensPort {
+class MacScreens final : public dock::ScreensPort {
  public:
-  std::vector<geometry::ScreenInfo> screens() const override;
+  std::vector<dock::ScreenInfo> screens() const override;
   std::optional<std::size_t> main_screen_index() const override;
-  [[nodiscard]] core::Subscription observe_screen_parameters(std::function<void()> changed) const override;
+  [[nodiscard]] base::Subscription observe_screen_parameters(std::function<void()> changed) const override;
 };
 
 // NSWorkspace's running applications and their launches and terminations.
-class MacRunningApplications final : public geometry::RunningApplicationsPort {
+class MacRunningApplications final : public dock::RunningApplicationsPort {
  public:
-  std::vector<geometry::RunningApplication> running_applications() const override;
+  std::vector<dock::RunningApplication> running_applications() const override;
   std::int64_t own_pid() const override;
-  [[nodiscard]] core::Subscription observe_launches(std::function<void()> launched) const override;
-  [[nodiscard]] core::Subscription observe_terminations(std::function<void()> terminated) const override;
+  [[nodiscard]] base::Subscription observe_launches(std::function<void()> launched) const override;
+  [[nodiscard]] base::Subscription observe_terminations(std::function<void()> terminated) const override;
 };
 
 // AXUIElement reads, with frames flipped into the bottom-left global space.
-class MacAccessibilityElements final : public geometry::AccessibilityElementReader {
+class MacAccessibilityElements final : public dock::AccessibilityElementReader {
  public:
-  std::unique_ptr<geometry::AccessibilityElement> application(std::int64_t pid) const override;
+  std::unique_ptr<dock::AccessibilityElement> application(std::int64_t pid) const override;
 };
 
 // NSWorkspace, NSBundle and NSFileManager: where applications are and what they are called.
-class MacApplicationCatalog final : public hidden_dock::ApplicationCatalog {
+class MacApplicationCatalog final : public catalog::ApplicationCatalog {
  public:
-  std::vector<hidden_dock::InstalledApplication> applications_in(const std::vector<std::string>& folders) const override;
-  std::optional<hidden_dock::InstalledApplication> application_with_bundle_id(const std::string& bundle_id) const override;
-  std::optional<hidden_dock::InstalledApplication> application_at(const std::string& path) const override;
+  std::vector<catalog::InstalledApplication> applications_in(const std::vector<std::string>& folders) const override;
+  std::optional<catalog::InstalledApplication> application_with_bundle_id(const std::string& bundle_id) const override;
+  std::optional<catalog::InstalledApplication> application_at(const std::string& path) const override;
 };
 
 // NSHapticFeedbackManager's default performer.
-class MacHaptics final : public hidden_dock::HapticPerformer {
+class MacHaptics final : public overlay::HapticPerformer {
  public:
   void perform_alignment() override;
 };
 
 // The pointer monitor with its global and local event monitors for pointer moves and left
 // drags; stopping removes them.
-class MacHoverMonitor final : public core::HoverMonitorControl {
+class MacHoverMonitor final : public overlay::HoverMonitorControl {
  public:
-  explicit MacHoverMonitor(std::shared_ptr<hidden_dock::HoverMonitor> monitor);
+  explicit MacHoverMonitor(std::shared_ptr<overlay::HoverMonitor> monitor);
   ~MacHoverMonitor() override;
   // Installs the global and local monitors.
   void install();
   void set_menu_open(bool open) override { monitor_->set_menu_open(open); }
   void stop() override;
-  hidden_dock::HoverMonitor& monitor() { return *monitor_; }
+  overlay::HoverMonitor& monitor() { return *monitor_; }
 
  private:
   struct Monitors;
-  std::shared_ptr<hidden_dock::HoverMonitor> monitor_;
+  std::shared_ptr<overlay::HoverMonitor> monitor_;
   std::unique_ptr<Monitors> monitors_;
 };
 
@@ -241,7 +245,7 @@ class MacHoverMonitor final : public core::HoverMonitorControl {
 // feeds the expansion gesture of the Hidden Dock's view. `anchor_view` is an NSView.
 class MacExpansionGestureMonitor {
  public:
-  MacExpansionGestureMonitor(void* anchor_view, hidden_dock::DockExpansionGesture gesture);
+  MacExpansionGestureMonitor(void* anchor_view, overlay::DockExpansionGesture gesture);
   ~MacExpansionGestureMonitor();
   MacExpansionGestureMonitor(const MacExpansionGestureMonitor&) = delete;
   MacExpansionGestureMonitor& operator=(const MacExpansionGestureMonitor&) = delete;

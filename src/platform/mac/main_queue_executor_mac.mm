@@ -8,7 +8,7 @@
 namespace kolvo::platform {
 
 struct MainQueueExecutor::Pending {
-  std::map<core::TaskId, dispatch_block_t> blocks;
+  std::map<base::TaskId, dispatch_block_t> blocks;
 };
 
 MainQueueExecutor::MainQueueExecutor() : pending_(std::make_unique<Pending>()) {}
@@ -17,16 +17,16 @@ MainQueueExecutor::~MainQueueExecutor() {
   for (auto& [id, block] : pending_->blocks) dispatch_block_cancel(block);
 }
 
-void MainQueueExecutor::post(core::Task task) {
-  auto shared = std::make_shared<core::Task>(std::move(task));
+void MainQueueExecutor::post(base::Task task) {
+  auto shared = std::make_shared<base::Task>(std::move(task));
   dispatch_async(dispatch_get_main_queue(), ^{
     (*shared)();
   });
 }
 
-core::TaskId MainQueueExecutor::post_after(core::Duration delay, core::Task task) {
-  const core::TaskId id = next_id_++;
-  auto shared = std::make_shared<core::Task>(std::move(task));
+base::TaskId MainQueueExecutor::post_after(base::Duration delay, base::Task task) {
+  const base::TaskId id = next_id_++;
+  auto shared = std::make_shared<base::Task>(std::move(task));
   Pending* pending = pending_.get();
   dispatch_block_t block = dispatch_block_create(static_cast<dispatch_block_flags_t>(0), ^{
     pending->blocks.erase(id);
@@ -38,7 +38,7 @@ core::TaskId MainQueueExecutor::post_after(core::Duration delay, core::Task task
   return id;
 }
 
-void MainQueueExecutor::cancel(core::TaskId id) {
+void MainQueueExecutor::cancel(base::TaskId id) {
   const auto found = pending_->blocks.find(id);
   if (found == pending_->blocks.end()) return;
   dispatch_block_cancel(found->second);

@@ -6,12 +6,12 @@
 #include <functional>
 #include <memory>
 
-#include "core/observable.hpp"
+#include "base/observable.hpp"
 
 namespace kolvo::platform {
 
 // Observes a notification on the main queue for as long as the subscription lives.
-inline core::Subscription observe_notification(NSNotificationCenter* center, NSNotificationName name,
+inline base::Subscription observe_notification(NSNotificationCenter* center, NSNotificationName name,
                                                std::function<void()> callback) {
   auto shared = std::make_shared<std::function<void()>>(std::move(callback));
   id token = [center addObserverForName:name
@@ -20,7 +20,7 @@ inline core::Subscription observe_notification(NSNotificationCenter* center, NSN
                              usingBlock:^(NSNotification*) {
                                (*shared)();
                              }];
-  return core::Subscription([center, token] { [center removeObserver:token]; });
+  return base::Subscription([center, token] { [center removeObserver:token]; });
 }
 
 }  // namespace kolvo::platform

@@ -14,12 +14,12 @@ struct MacHoverMonitor::Monitors {
   id local = nil;
 };
 
-MacHoverMonitor::MacHoverMonitor(std::shared_ptr<hidden_dock::HoverMonitor> monitor)
+MacHoverMonitor::MacHoverMonitor(std::shared_ptr<overlay::HoverMonitor> monitor)
     : monitor_(std::move(monitor)), monitors_(std::make_unique<Monitors>()) {}
 
 void MacHoverMonitor::install() {
   if (monitors_->global || monitors_->local) return;
-  std::weak_ptr<hidden_dock::HoverMonitor> weak = monitor_;
+  std::weak_ptr<overlay::HoverMonitor> weak = monitor_;
   const NSEventMask mask = NSEventMaskMouseMoved | NSEventMaskLeftMouseDragged;
   // mouseLocation is already in the bottom-left global space the zones use.
   monitors_->global = [NSEvent addGlobalMonitorForEventsMatchingMask:mask
@@ -52,13 +52,13 @@ void MacHoverMonitor::stop() {
 struct MacExpansionGestureMonitor::State {
   __weak NSView* anchor = nil;
   id monitor = nil;
-  std::unique_ptr<hidden_dock::DockExpansionCoordinator> coordinator;
+  std::unique_ptr<overlay::DockExpansionCoordinator> coordinator;
 };
 
-MacExpansionGestureMonitor::MacExpansionGestureMonitor(void* anchor_view, hidden_dock::DockExpansionGesture gesture)
+MacExpansionGestureMonitor::MacExpansionGestureMonitor(void* anchor_view, overlay::DockExpansionGesture gesture)
     : state_(std::make_unique<State>()) {
   state_->anchor = (__bridge NSView*)anchor_view;
-  state_->coordinator = std::make_unique<hidden_dock::DockExpansionCoordinator>(std::move(gesture));
+  state_->coordinator = std::make_unique<overlay::DockExpansionCoordinator>(std::move(gesture));
   State* state = state_.get();
   // Left down, left up, left dragged and scroll wheel.
   const NSEventMask mask = static_cast<NSEventMask>(0x400046);
@@ -66,7 +66,7 @@ MacExpansionGestureMonitor::MacExpansionGestureMonitor(void* anchor_view, hidden
       addLocalMonitorForEventsMatchingMask:mask
                                    handler:^NSEvent*(NSEvent* event) {
                                      NSView* anchor = state->anchor;
-                                     hidden_dock::GestureEvent e;
+                                     overlay::GestureEvent e;
                                      e.in_anchor_window = anchor != nil && event.window == anchor.window;
                                      e.timestamp = event.timestamp;
                                      if (e.in_anchor_window) {
@@ -74,11 +74,11 @@ MacExpansionGestureMonitor::MacExpansionGestureMonitor(void* anchor_view, hidden
                                        e.location = {p.x, p.y};
                                      }
                                      switch (event.type) {
-                                       case NSEventTypeLeftMouseDown: e.kind = hidden_dock::GestureEvent::Kind::mouse_down; break;
-                                       case NSEventTypeLeftMouseDragged: e.kind = hidden_dock::GestureEvent::Kind::mouse_dragged; break;
-                                       case NSEventTypeLeftMouseUp: e.kind = hidden_dock::GestureEvent::Kind::mouse_up; break;
+                                       case NSEventTypeLeftMouseDown: e.kind = overlay::GestureEvent::Kind::mouse_down; break;
+                                       case NSEventTypeLeftMouseDragged: e.kind = overlay::GestureEvent::Kind::mouse_dragged; break;
+                                       case NSEventTypeLeftMouseUp: e.kind = overlay::GestureEvent::Kind::mouse_up; break;
                                        case NSEventTypeScrollWheel: {
-                                         e.kind = hidden_dock::GestureEvent::Kind::scroll;
+                                         e.kind = overlay::GestureEvent::Kind::scroll;
                                          e.precise = event.hasPreciseScrollingDeltas;
                                          // Fingers up is positive, whatever the natural-scrolling setting.
                                          const double sign = event.isDirectionInvertedFromDevice ? -1.0 : 1.0;
@@ -88,7 +88,7 @@ MacExpansionGestureMonitor::MacExpansionGestureMonitor(void* anchor_view, hidden
                                        }
                                        default: return event;
                                      }
-                                     return state->coordinator->handle(e) == hidden_dock::EventDisposition::consume
+                                     return state->coordinator->handle(e) == overlay::EventDisposition::consume
                                                 ? nil
                                                 : event;
                                    }];

@@ -6,7 +6,7 @@
 namespace kolvo::platform {
 namespace {
 
-using core::PreferenceValue;
+using prefs::PreferenceValue;
 
 id to_property_list(const PreferenceValue& value) {
   struct Visitor {
@@ -14,8 +14,8 @@ id to_property_list(const PreferenceValue& value) {
     id operator()(std::int64_t i) const { return @(static_cast<long long>(i)); }
     id operator()(double d) const { return @(d); }
     id operator()(const std::string& s) const { return ns_string(s); }
-    id operator()(const core::PreferenceData& data) const { return [NSData dataWithBytes:data.data() length:data.size()]; }
-    id operator()(const core::PreferenceDate& date) const {
+    id operator()(const prefs::PreferenceData& data) const { return [NSData dataWithBytes:data.data() length:data.size()]; }
+    id operator()(const prefs::PreferenceDate& date) const {
       return [NSDate dateWithTimeIntervalSinceReferenceDate:date.seconds_since_2001];
     }
     id operator()(const PreferenceValue::Array& array) const {
@@ -44,10 +44,10 @@ std::optional<PreferenceValue> from_property_list(id object) {
   if ([object isKindOfClass:NSData.class]) {
     NSData* data = object;
     const auto* bytes = static_cast<const std::uint8_t*>(data.bytes);
-    return PreferenceValue(core::PreferenceData(bytes, bytes + data.length));
+    return PreferenceValue(prefs::PreferenceData(bytes, bytes + data.length));
   }
   if ([object isKindOfClass:NSDate.class]) {
-    return PreferenceValue(core::PreferenceDate{[object timeIntervalSinceReferenceDate]});
+    return PreferenceValue(prefs::PreferenceDate{[object timeIntervalSinceReferenceDate]});
   }
   if ([object isKindOfClass:NSArray.class]) {
     PreferenceValue::Array array;
@@ -75,7 +75,7 @@ std::optional<PreferenceValue> from_property_list(id object) {
 
 MacPreferenceStore::MacPreferenceStore(std::string application_id) : application_id_(std::move(application_id)) {}
 
-std::optional<core::PreferenceValue> MacPreferenceStore::value(std::string_view key) const {
+std::optional<prefs::PreferenceValue> MacPreferenceStore::value(std::string_view key) const {
   @autoreleasepool {
     id object = CFBridgingRelease(CFPreferencesCopyAppValue((__bridge CFStringRef)ns_string(key),
                                                             (__bridge CFStringRef)ns_string(application_id_)));
@@ -83,7 +83,7 @@ std::optional<core::PreferenceValue> MacPreferenceStore::value(std::string_view 
   }
 }
 
-void MacPreferenceStore::set(std::string_view key, core::PreferenceValue value) {
+void MacPreferenceStore::set(std::string_view key, prefs::PreferenceValue value) {
   @autoreleasepool {
     CFStringRef app = (__bridge CFStringRef)ns_string(application_id_);
     CFPreferencesSetAppValue((__bridge CFStringRef)ns_string(key), (__bridge CFPropertyListRef)to_property_list(value),
@@ -100,8 +100,8 @@ void MacPreferenceStore::remove(std::string_view key) {
   }
 }
 
-std::map<std::string, core::PreferenceValue> MacPreferenceStore::all() const {
-  std::map<std::string, core::PreferenceValue> values;
+std::map<std::string, prefs::PreferenceValue> MacPreferenceStore::all() const {
+  std::map<std::string, prefs::PreferenceValue> values;
   @autoreleasepool {
     CFStringRef app = (__bridge CFStringRef)ns_string(application_id_);
     NSArray* keys = CFBridgingRelease(CFPreferencesCopyKeyList(app, kCFPreferencesCurrentUser, kCFPreferencesAnyHost));
@@ -113,7 +113,7 @@ std::map<std::string, core::PreferenceValue> MacPreferenceStore::all() const {
   return values;
 }
 
-std::optional<core::PreferenceValue> MacGlobalPreferences::global_domain_value(std::string_view key) const {
+std::optional<prefs::PreferenceValue> MacGlobalPreferences::global_domain_value(std::string_view key) const {
   @autoreleasepool {
     NSDictionary* domain = [NSUserDefaults.standardUserDefaults persistentDomainForName:NSGlobalDomain];
     if (![domain isKindOfClass:NSDictionary.class]) return std::nullopt;

@@ -6,10 +6,10 @@
 
 namespace kolvo::platform {
 
-std::vector<geometry::RunningApplication> MacRunningApplications::running_applications() const {
-  std::vector<geometry::RunningApplication> apps;
+std::vector<dock::RunningApplication> MacRunningApplications::running_applications() const {
+  std::vector<dock::RunningApplication> apps;
   for (NSRunningApplication* app in NSWorkspace.sharedWorkspace.runningApplications) {
-    geometry::RunningApplication entry;
+    dock::RunningApplication entry;
     if (app.bundleIdentifier) entry.bundle_id = std::string(app.bundleIdentifier.UTF8String);
     entry.regular = app.activationPolicy == NSApplicationActivationPolicyRegular;
     entry.pid = app.processIdentifier;
@@ -20,12 +20,12 @@ std::vector<geometry::RunningApplication> MacRunningApplications::running_applic
 
 std::int64_t MacRunningApplications::own_pid() const { return ::getpid(); }
 
-core::Subscription MacRunningApplications::observe_launches(std::function<void()> launched) const {
+base::Subscription MacRunningApplications::observe_launches(std::function<void()> launched) const {
   return observe_notification(NSWorkspace.sharedWorkspace.notificationCenter, NSWorkspaceDidLaunchApplicationNotification,
                               std::move(launched));
 }
 
-core::Subscription MacRunningApplications::observe_terminations(std::function<void()> terminated) const {
+base::Subscription MacRunningApplications::observe_terminations(std::function<void()> terminated) const {
   return observe_notification(NSWorkspace.sharedWorkspace.notificationCenter,
                               NSWorkspaceDidTerminateApplicationNotification, std::move(terminated));
 }

@@ -7,10 +7,10 @@
 namespace kolvo::platform {
 namespace {
 
-geometry::Rect rect_of(NSRect r) { return {r.origin.x, r.origin.y, r.size.width, r.size.height}; }
+dock::Rect rect_of(NSRect r) { return {r.origin.x, r.origin.y, r.size.width, r.size.height}; }
 
-geometry::KolvoDisplayIdentity identity_of(NSScreen* screen) {
-  geometry::KolvoDisplayIdentity identity;
+dock::KolvoDisplayIdentity identity_of(NSScreen* screen) {
+  dock::KolvoDisplayIdentity identity;
   id number = screen.deviceDescription[@"NSScreenNumber"];
   if ([number isKindOfClass:NSNumber.class]) identity.cg_direct_display_id = [number unsignedIntValue];
   identity.localized_name = screen.localizedName.UTF8String ?: "";
@@ -29,8 +29,8 @@ geometry::KolvoDisplayIdentity identity_of(NSScreen* screen) {
 
 }  // namespace
 
-std::vector<geometry::ScreenInfo> MacScreens::screens() const {
-  std::vector<geometry::ScreenInfo> screens;
+std::vector<dock::ScreenInfo> MacScreens::screens() const {
+  std::vector<dock::ScreenInfo> screens;
   for (NSScreen* screen in NSScreen.screens) {
     screens.push_back({rect_of(screen.frame), rect_of(screen.visibleFrame), identity_of(screen)});
   }
@@ -45,7 +45,7 @@ std::optional<std::size_t> MacScreens::main_screen_index() const {
   return static_cast<std::size_t>(index);
 }
 
-core::Subscription MacScreens::observe_screen_parameters(std::function<void()> changed) const {
+base::Subscription MacScreens::observe_screen_parameters(std::function<void()> changed) const {
   return observe_notification(NSNotificationCenter.defaultCenter, NSApplicationDidChangeScreenParametersNotification,
                               std::move(changed));
 }

@@ -5,7 +5,7 @@
 namespace kolvo::platform {
 namespace {
 
-class MacSoundPlayer final : public core::SoundPlayer {
+class MacSoundPlayer final : public sound::SoundPlayer {
  public:
   explicit MacSoundPlayer(AVAudioPlayer* player) : player_(player) {}
   void stop() override { [player_ stop]; }
@@ -19,9 +19,9 @@ class MacSoundPlayer final : public core::SoundPlayer {
 
 }  // namespace
 
-std::unique_ptr<core::SoundPlayer> MacSoundLibrary::load(core::Sound sound) {
+std::unique_ptr<sound::SoundPlayer> MacSoundLibrary::load(prefs::Sound sound) {
   @autoreleasepool {
-    NSString* name = [NSString stringWithUTF8String:std::string(core::to_string(sound)).c_str()];
+    NSString* name = [NSString stringWithUTF8String:std::string(prefs::to_string(sound)).c_str()];
     NSURL* url = [NSBundle.mainBundle URLForResource:name withExtension:@"mp3" subdirectory:@"Sounds"];
     if (url == nil && !fallback_folder_.empty()) {
       NSString* folder = [NSString stringWithUTF8String:fallback_folder_.c_str()];

@@ -11,7 +11,7 @@ bool MacSystemAppearance::is_dark() const {
       MacGlobalPreferences().global_domain_value(controls::AppearanceController::kInterfaceStyleKey));
 }
 
-core::Subscription MacSystemAppearance::observe_theme_changes(std::function<void()> changed) {
+base::Subscription MacSystemAppearance::observe_theme_changes(std::function<void()> changed) {
   return observe_notification(NSDistributedNotificationCenter.defaultCenter, @"AppleInterfaceThemeChangedNotification",
                               std::move(changed));
 }

@@ -4,13 +4,13 @@
 #include <fstream>
 #include <sstream>
 
+#include "base/json_reader.hpp"
 #include "controls/keyboard_controllers.hpp"
-#include "core/json_reader.hpp"
 
 namespace kolvo::sim {
 namespace {
 
-using geometry::Rect;
+using dock::Rect;
 using nlohmann::json;
 
 class Failure {
@@ -34,30 +34,30 @@ std::optional<Rect> rect_of(const json& value) {
 }
 
 // Plain JSON into property-list values: the Dock's domain as the layout gives it.
-std::optional<core::PreferenceValue> property_list_of(const json& value) {
+std::optional<prefs::PreferenceValue> property_list_of(const json& value) {
   switch (value.type()) {
-    case json::value_t::boolean: return core::PreferenceValue(value.get<bool>());
+    case json::value_t::boolean: return prefs::PreferenceValue(value.get<bool>());
     case json::value_t::number_integer:
-    case json::value_t::number_unsigned: return core::PreferenceValue(value.get<std::int64_t>());
-    case json::value_t::number_float: return core::PreferenceValue(value.get<double>());
-    case json::value_t::string: return core::PreferenceValue(value.get<std::string>());
+    case json::value_t::number_unsigned: return prefs::PreferenceValue(value.get<std::int64_t>());
+    case json::value_t::number_float: return prefs::PreferenceValue(value.get<double>());
+    case json::value_t::string: return prefs::PreferenceValue(value.get<std::string>());
     case json::value_t::array: {
-      core::PreferenceValue::Array array;
+      prefs::PreferenceValue::Array array;
       for (const auto& element : value) {
         auto converted = property_list_of(element);
         if (!converted) return std::nullopt;
         array.push_back(std::move(*converted));
       }
-      return core::PreferenceValue(std::move(array));
+      return prefs::PreferenceValue(std::move(array));
     }
     case json::value_t::object: {
-      core::PreferenceValue::Dictionary dictionary;
+      prefs::PreferenceValue::Dictionary dictionary;
       for (const auto& [key, element] : value.items()) {
         auto converted = property_list_of(element);
         if (!converted) return std::nullopt;
         dictionary.emplace(key, std::move(*converted));
       }
-      return core::PreferenceValue(std::move(dictionary));
+      return prefs::PreferenceValue(std::move(dictionary));
     }
     default: return std::nullopt;
   }
@@ -66,7 +66,7 @@ std::optional<core::PreferenceValue> property_list_of(const json& value) {
 bool parse_element(const json& value, const std::string& where, double primary_height, SimulatedElement& out,
                    Failure& fail) {
   if (!value.is_object()) return fail(where, "expected an object");
-  core::JsonReader r(value);
+  base::JsonReader r(value);
   out.role = r.optional_string("role");
   out.subrole = r.optional_string("subrole");
   out.title = r.optional_string("title");
@@ -78,7 +78,7 @@ bool parse_element(const json& value, const std::string& where, double primary_h
   } else if (value.contains("axFrame")) {
     const auto ax = rect_of(value["axFrame"]);
     if (!ax) return fail(where + ".axFrame", "expected [x, y, width, height]");
-    out.frame = geometry::from_accessibility_space(ax->x, ax->y, ax->width, ax->height, primary_height);
+    out.frame = dock::from_accessibility_space(ax->x, ax->y, ax->width, ax->height, primary_height);
   }
   for (const char* list : {"children", "windows"}) {
     if (!value.contains(list)) continue;
@@ -96,23 +96,23 @@ bool parse_element(const json& value, const std::string& where, double primary_h
   return true;
 }
 
-class ElementView final : public geometry::AccessibilityElement {
+class ElementView final : public dock::AccessibilityElement {
  public:
   explicit ElementView(const SimulatedElement& element) : element_(element) {}
   std::optional<std::string> role() const override { return element_.role; }
   std::optional<std::string> subrole() const override { return element_.subrole; }
   std::optional<std::string> title() const override { return element_.title; }
   std::optional<Rect> frame() const override { return element_.frame; }
-  std::vector<std::unique_ptr<geometry::AccessibilityElement>> children() const override {
+  std::vector<std::unique_ptr<dock::AccessibilityElement>> children() const override {
     return views(element_.children);
   }
-  std::vector<std::unique_ptr<geometry::AccessibilityElement>> windows() const override {
+  std::vector<std::unique_ptr<dock::AccessibilityElement>> windows() const override {
     return views(element_.windows);
   }
 
  private:
-  static std::vector<std::unique_ptr<geometry::AccessibilityElement>> views(const std::vector<SimulatedElement>& list) {
-    std::vector<std::unique_ptr<geometry::AccessibilityElement>> out;
+  static std::vector<std::unique_ptr<dock::AccessibilityElement>> views(const std::vector<SimulatedElement>& list) {
+    std::vector<std::unique_ptr<dock::AccessibilityElement>> out;
     out.reserve(list.size());
     for (const auto& element : list) out.push_back(std::make_unique<ElementView>(element));
     return out;
@@ -187,7 +187,7 @@ class SimulatedWindowElement final : public AXElement {
   SimulatedWindow* window() const { return index_ < app_->windows.size() ? &app_->windows[index_] : nullptr; }
   void report(const Rect& before) const {
     if (window()->frame == before) return;
-    if (changes_ && *changes_) (*changes_)("window \"" + window()->title + "\" at " + geometry::describe(window()->frame));
+    if (changes_ && *changes_) (*changes_)("window \"" + window()->title + "\" at " + dock::describe(window()->frame));
   }
 
   std::shared_ptr<SimulatedApplicationState> app_;
@@ -245,7 +245,7 @@ std::optional<AXSize> size_of(const json& value) {
 
 bool parse_application_state(const json& entry, const std::string& where, SimulatedApplicationState& out,
                              Failure& fail) {
-  core::JsonReader r(entry, where);
+  base::JsonReader r(entry, where);
   out.tab_count = static_cast<int>(r.optional_integer("tabs", 0, 1000).value_or(0));
   out.selected_tab = static_cast<int>(r.optional_integer("selectedTab", 1, 1000).value_or(1));
   out.enhanced_user_interface = r.optional_boolean("enhancedUserInterface").value_or(false);
@@ -256,7 +256,7 @@ bool parse_application_state(const json& entry, const std::string& where, Simula
   for (std::size_t i = 0; i < entry["windows"].size(); ++i) {
     const auto& value = entry["windows"][i];
     const std::string here = where + ".windows[" + std::to_string(i) + "]";
-    core::JsonReader w(value, here);
+    base::JsonReader w(value, here);
     SimulatedWindow window;
     window.title = w.optional_string("title").value_or("Window " + std::to_string(i + 1));
     if (value.contains("role")) window.role = w.optional_string("role");
@@ -280,7 +280,7 @@ bool parse_application_state(const json& entry, const std::string& where, Simula
   return true;
 }
 
-core::Subscription notify_on(core::Observable<int>& counter, std::function<void()> callback) {
+base::Subscription notify_on(base::Observable<int>& counter, std::function<void()> callback) {
   return counter.subscribe([callback = std::move(callback)](int) { callback(); });
 }
 
@@ -288,24 +288,24 @@ core::Subscription notify_on(core::Observable<int>& counter, std::function<void(
 
 SimulatedLayout SimulatedLayout::built_in() {
   SimulatedLayout layout;
-  geometry::ScreenInfo screen;
+  dock::ScreenInfo screen;
   screen.frame = {0, 0, 1512, 982};
   screen.visible_frame = {0, 70, 1512, 875};  // a 70-point Dock below, a 37-point menu bar above
   screen.identity = {1, "Built-in Retina Display", screen.frame, 2.0, "37D8832A-2D66-02CA-B9F7-8F30A301B230"};
   layout.screens.push_back(screen);
   layout.main_screen = 0;
   auto app = [](const char* id) {
-    return core::PreferenceValue(core::PreferenceValue::Dictionary{
-        {"tile-data", core::PreferenceValue(core::PreferenceValue::Dictionary{{"bundle-identifier", id}})}});
+    return prefs::PreferenceValue(prefs::PreferenceValue::Dictionary{
+        {"tile-data", prefs::PreferenceValue(prefs::PreferenceValue::Dictionary{{"bundle-identifier", id}})}});
   };
-  layout.dock_domain = core::PreferenceValue::Dictionary{
+  layout.dock_domain = prefs::PreferenceValue::Dictionary{
       {"orientation", "bottom"},
       {"tilesize", 48},
       {"show-recents", true},
-      {"persistent-apps", core::PreferenceValue::Array{app("com.apple.Safari"), app("com.apple.mail"),
+      {"persistent-apps", prefs::PreferenceValue::Array{app("com.apple.Safari"), app("com.apple.mail"),
                                                        app("com.apple.iCal"), app("com.apple.Notes"),
                                                        app("com.apple.MobileSMS")}},
-      {"persistent-others", core::PreferenceValue::Array{core::PreferenceValue::Dictionary{}}},
+      {"persistent-others", prefs::PreferenceValue::Array{prefs::PreferenceValue::Dictionary{}}},
   };
   layout.running_applications = {{"com.apple.dock", false, 100}, {"com.apple.finder", true, 101},
                                  {"com.apple.Safari", true, 102}, {"com.apple.Terminal", true, 103}};
@@ -377,8 +377,8 @@ std::optional<SimulatedLayout> parse_layout(const std::string& text, std::string
   for (std::size_t i = 0; i < document["screens"].size(); ++i) {
     const auto& entry = document["screens"][i];
     const std::string where = "screens[" + std::to_string(i) + "]";
-    core::JsonReader r(entry, where);
-    geometry::ScreenInfo screen;
+    base::JsonReader r(entry, where);
+    dock::ScreenInfo screen;
     screen.identity.localized_name = r.optional_string("name").value_or("Display " + std::to_string(i + 1));
     screen.identity.cg_direct_display_id =
         static_cast<std::uint32_t>(r.optional_integer("id", 0, UINT32_MAX).value_or(static_cast<std::int64_t>(i + 1)));
@@ -399,7 +399,7 @@ std::optional<SimulatedLayout> parse_layout(const std::string& text, std::string
     layout.screens.push_back(screen);
   }
 
-  core::JsonReader top(document);
+  base::JsonReader top(document);
   if (const auto main = top.optional_integer("mainScreen", 0, static_cast<std::int64_t>(layout.screens.size()) - 1)) {
     layout.main_screen = static_cast<std::size_t>(*main);
   } else if (top.ok()) {
@@ -411,7 +411,7 @@ std::optional<SimulatedLayout> parse_layout(const std::string& text, std::string
 
   if (document.contains("dock") && !document["dock"].is_null()) {
     const auto domain = property_list_of(document["dock"]);
-    const auto* dictionary = domain ? domain->get_if<core::PreferenceValue::Dictionary>() : nullptr;
+    const auto* dictionary = domain ? domain->get_if<prefs::PreferenceValue::Dictionary>() : nullptr;
     if (!dictionary) return fail("dock", "expected an object of property-list values"), std::nullopt;
     layout.dock_domain = *dictionary;
   }
@@ -421,8 +421,8 @@ std::optional<SimulatedLayout> parse_layout(const std::string& text, std::string
     if (!apps.is_array()) return fail("runningApplications", "expected an array"), std::nullopt;
     for (std::size_t i = 0; i < apps.size(); ++i) {
       const std::string where = "runningApplications[" + std::to_string(i) + "]";
-      core::JsonReader r(apps[i], where);
-      geometry::RunningApplication app;
+      base::JsonReader r(apps[i], where);
+      dock::RunningApplication app;
       app.bundle_id = r.optional_string("bundleID");
       app.pid = r.optional_integer("pid", 2).value_or(static_cast<std::int64_t>(1000 + i));
       app.regular = r.optional_boolean("regular").value_or(true);
@@ -439,9 +439,9 @@ std::optional<SimulatedLayout> parse_layout(const std::string& text, std::string
     if (!apps.is_array()) return fail("installedApplications", "expected an array"), std::nullopt;
     for (std::size_t i = 0; i < apps.size(); ++i) {
       const std::string where = "installedApplications[" + std::to_string(i) + "]";
-      core::JsonReader r(apps[i], where);
-      hidden_dock::InstalledApplication app;
-      app.path = hidden_dock::standardized_path(r.string("path"));
+      base::JsonReader r(apps[i], where);
+      catalog::InstalledApplication app;
+      app.path = catalog::standardized_path(r.string("path"));
       app.bundle_identifier = r.optional_string("bundleID");
       app.display_name = r.optional_string("name").value_or(app.path.substr(app.path.rfind('/') + 1));
       if (!r.ok()) return fail(where, r.error()), std::nullopt;
@@ -482,31 +482,31 @@ SimulatedDesktop::SimulatedDesktop(SimulatedLayout layout) : layout_(std::move(l
     states_[pid] = std::make_shared<SimulatedApplicationState>(state);
   }
   if (layout_.dock_domain) {
-    dock_domain_.emplace(std::map<std::string, core::PreferenceValue>(layout_.dock_domain->begin(),
+    dock_domain_.emplace(std::map<std::string, prefs::PreferenceValue>(layout_.dock_domain->begin(),
                                                                       layout_.dock_domain->end()));
   }
 }
 
-core::Subscription SimulatedDesktop::observe_screen_parameters(std::function<void()> changed) const {
+base::Subscription SimulatedDesktop::observe_screen_parameters(std::function<void()> changed) const {
   return notify_on(screen_changes_, std::move(changed));
 }
-core::Subscription SimulatedDesktop::observe_launches(std::function<void()> launched) const {
+base::Subscription SimulatedDesktop::observe_launches(std::function<void()> launched) const {
   return notify_on(launches_, std::move(launched));
 }
-core::Subscription SimulatedDesktop::observe_terminations(std::function<void()> terminated) const {
+base::Subscription SimulatedDesktop::observe_terminations(std::function<void()> terminated) const {
   return notify_on(terminations_, std::move(terminated));
 }
 
-std::unique_ptr<geometry::AccessibilityElement> SimulatedDesktop::application(std::int64_t pid) const {
+std::unique_ptr<dock::AccessibilityElement> SimulatedDesktop::application(std::int64_t pid) const {
   const bool is_dock = std::any_of(layout_.running_applications.begin(), layout_.running_applications.end(),
                                    [pid](const auto& app) { return app.pid == pid && app.bundle_id == "com.apple.dock"; });
   if (!is_dock || !layout_.dock_accessibility) return nullptr;
   return std::make_unique<ElementView>(*layout_.dock_accessibility);
 }
 
-std::vector<hidden_dock::InstalledApplication> SimulatedDesktop::applications_in(
+std::vector<catalog::InstalledApplication> SimulatedDesktop::applications_in(
     const std::vector<std::string>& folders) const {
-  std::vector<hidden_dock::InstalledApplication> found;
+  std::vector<catalog::InstalledApplication> found;
   for (const std::string& folder : folders) {
     for (const auto& app : layout_.installed_applications) {
       if (app.path.rfind(folder + "/", 0) == 0 && app.path.find('/', folder.size() + 1) == std::string::npos) {
@@ -517,7 +517,7 @@ std::vector<hidden_dock::InstalledApplication> SimulatedDesktop::applications_in
   return found;
 }
 
-std::optional<hidden_dock::InstalledApplication> SimulatedDesktop::application_with_bundle_id(
+std::optional<catalog::InstalledApplication> SimulatedDesktop::application_with_bundle_id(
     const std::string& bundle_id) const {
   for (const auto& app : layout_.installed_applications) {
     if (app.bundle_identifier == bundle_id) return app;
@@ -525,21 +525,21 @@ std::optional<hidden_dock::InstalledApplication> SimulatedDesktop::application_w
   return std::nullopt;
 }
 
-std::optional<hidden_dock::InstalledApplication> SimulatedDesktop::application_at(const std::string& path) const {
-  const std::string wanted = hidden_dock::standardized_path(path);
+std::optional<catalog::InstalledApplication> SimulatedDesktop::application_at(const std::string& path) const {
+  const std::string wanted = catalog::standardized_path(path);
   for (const auto& app : layout_.installed_applications) {
     if (app.path == wanted) return app;
   }
   return std::nullopt;
 }
 
-void SimulatedDesktop::set_screens(std::vector<geometry::ScreenInfo> screens) {
+void SimulatedDesktop::set_screens(std::vector<dock::ScreenInfo> screens) {
   layout_.screens = std::move(screens);
   if (layout_.main_screen && *layout_.main_screen >= layout_.screens.size()) layout_.main_screen = 0;
   screen_changes_.set(screen_changes_.get() + 1);
 }
 
-void SimulatedDesktop::launch(geometry::RunningApplication app) {
+void SimulatedDesktop::launch(dock::RunningApplication app) {
   layout_.running_applications.push_back(std::move(app));
   launches_.set(launches_.get() + 1);
 }

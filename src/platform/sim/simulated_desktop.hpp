@@ -8,19 +8,19 @@
 
 #include <nlohmann/json.hpp>
 
+#include "base/observable.hpp"
+#include "catalog/app_item.hpp"
+#include "catalog/focused_application_monitor.hpp"
 #include "controls/control_ports.hpp"
-#include "core/app_ports.hpp"
-#include "core/observable.hpp"
-#include "core/preference_store.hpp"
-#include "geometry/screens_port.hpp"
-#include "hidden_dock/kolvo_app_item.hpp"
+#include "dock/screens_port.hpp"
+#include "prefs/preference_store.hpp"
 
 namespace kolvo::sim {
 
 // One element of the Dock's accessibility tree, as a layout file describes it.
 struct SimulatedElement {
   std::optional<std::string> role, subrole, title;
-  std::optional<geometry::Rect> frame;  // bottom-left global space
+  std::optional<dock::Rect> frame;  // bottom-left global space
   std::vector<SimulatedElement> children;
   std::vector<SimulatedElement> windows;
 };
@@ -28,7 +28,7 @@ struct SimulatedElement {
 // One window of a running application, in the accessibility space (top-left origin).
 struct SimulatedWindow {
   std::string title;
-  geometry::Rect frame;
+  dock::Rect frame;
   std::optional<std::string> role = "AXWindow";
   std::optional<std::string> subrole = "AXStandardWindow";
   bool full_screen = false;
@@ -52,13 +52,13 @@ struct SimulatedApplicationState {
 // The displays, the Dock's preferences, the running applications and the Dock's
 // accessibility tree of a simulated Mac. The format is documented in the README.
 struct SimulatedLayout {
-  std::vector<geometry::ScreenInfo> screens;
+  std::vector<dock::ScreenInfo> screens;
   std::optional<std::size_t> main_screen;
-  std::optional<core::PreferenceValue::Dictionary> dock_domain;  // absent: the domain cannot be opened
-  std::vector<geometry::RunningApplication> running_applications;
+  std::optional<prefs::PreferenceValue::Dictionary> dock_domain;  // absent: the domain cannot be opened
+  std::vector<dock::RunningApplication> running_applications;
   std::optional<bool> accessibility_trusted;
   std::optional<SimulatedElement> dock_accessibility;
-  std::vector<hidden_dock::InstalledApplication> installed_applications;
+  std::vector<catalog::InstalledApplication> installed_applications;
   std::optional<std::string> frontmost_application;  // bundle identifier
   std::map<std::int64_t, SimulatedApplicationState> application_states;  // by pid
 
@@ -72,31 +72,31 @@ std::optional<SimulatedLayout> parse_layout(const std::string& text, std::string
 std::optional<SimulatedLayout> load_layout(const std::optional<std::string>& path, std::string* error);
 
 // The layout served through the geometry ports.
-class SimulatedDesktop final : public geometry::ScreensPort,
-                               public geometry::RunningApplicationsPort,
-                               public geometry::AccessibilityElementReader,
-                               public hidden_dock::ApplicationCatalog,
-                               public core::FocusedApplicationMonitor,
+class SimulatedDesktop final : public dock::ScreensPort,
+                               public dock::RunningApplicationsPort,
+                               public dock::AccessibilityElementReader,
+                               public catalog::ApplicationCatalog,
+                               public catalog::FocusedApplicationMonitor,
                                public controls::AXApplicationsPort {
  public:
   explicit SimulatedDesktop(SimulatedLayout layout);
 
-  std::vector<geometry::ScreenInfo> screens() const override { return layout_.screens; }
+  std::vector<dock::ScreenInfo> screens() const override { return layout_.screens; }
   std::optional<std::size_t> main_screen_index() const override { return layout_.main_screen; }
-  [[nodiscard]] core::Subscription observe_screen_parameters(std::function<void()> changed) const override;
+  [[nodiscard]] base::Subscription observe_screen_parameters(std::function<void()> changed) const override;
 
-  std::vector<geometry::RunningApplication> running_applications() const override {
+  std::vector<dock::RunningApplication> running_applications() const override {
     return layout_.running_applications;
   }
   std::int64_t own_pid() const override { return kOwnPid; }
-  [[nodiscard]] core::Subscription observe_launches(std::function<void()> launched) const override;
-  [[nodiscard]] core::Subscription observe_terminations(std::function<void()> terminated) const override;
+  [[nodiscard]] base::Subscription observe_launches(std::function<void()> launched) const override;
+  [[nodiscard]] base::Subscription observe_terminations(std::function<void()> terminated) const override;
 
-  std::unique_ptr<geometry::AccessibilityElement> application(std::int64_t pid) const override;
+  std::unique_ptr<dock::AccessibilityElement> application(std::int64_t pid) const override;
 
-  std::vector<hidden_dock::InstalledApplication> applications_in(const std::vector<std::string>& folders) const override;
-  std::optional<hidden_dock::InstalledApplication> application_with_bundle_id(const std::string& bundle_id) const override;
-  std::optional<hidden_dock::InstalledApplication> application_at(const std::string& path) const override;
+  std::vector<catalog::InstalledApplication> applications_in(const std::vector<std::string>& folders) const override;
+  std::optional<catalog::InstalledApplication> application_with_bundle_id(const std::string& bundle_id) const override;
+  std::optional<catalog::InstalledApplication> application_at(const std::string& path) const override;
 
   std::optional<std::string> frontmost_bundle_id() const override { return layout_.frontmost_application; }
   std::optional<std::string> frontmost_name() const override { return layout_.frontmost_application; }
@@ -113,12 +113,12 @@ class SimulatedDesktop final : public geometry::ScreensPort,
   void set_change_sink(std::function<void(std::string_view)> sink) { changes_ = std::move(sink); }
 
   // The Dock's preference domain, or null when the layout says it cannot be opened.
-  const core::PreferenceStore* dock_domain() const { return dock_domain_ ? &*dock_domain_ : nullptr; }
+  const prefs::PreferenceStore* dock_domain() const { return dock_domain_ ? &*dock_domain_ : nullptr; }
   const SimulatedLayout& layout() const { return layout_; }
 
   // Changes, as the Mac would announce them.
-  void set_screens(std::vector<geometry::ScreenInfo> screens);
-  void launch(geometry::RunningApplication app);
+  void set_screens(std::vector<dock::ScreenInfo> screens);
+  void launch(dock::RunningApplication app);
   void terminate(std::int64_t pid);
   // The Dock redrawn: a new accessibility tree.
   void set_dock_accessibility(std::optional<SimulatedElement> tree) { layout_.dock_accessibility = std::move(tree); }
@@ -127,14 +127,14 @@ class SimulatedDesktop final : public geometry::ScreensPort,
 
  private:
   SimulatedLayout layout_;
-  std::optional<core::MemoryPreferenceStore> dock_domain_;
+  std::optional<prefs::MemoryPreferenceStore> dock_domain_;
   // Shared with the accessibility elements handed out, which may outlive a termination. Asking
   // for an application's element gives it a state, as a real application always has one.
   mutable std::map<std::int64_t, std::shared_ptr<SimulatedApplicationState>> states_;
   std::function<void(std::string_view)> changes_;
-  mutable core::Observable<int> screen_changes_{0};
-  mutable core::Observable<int> launches_{0};
-  mutable core::Observable<int> terminations_{0};
+  mutable base::Observable<int> screen_changes_{0};
+  mutable base::Observable<int> launches_{0};
+  mutable base::Observable<int> terminations_{0};
 };
 
 }  // namespace kolvo::sim

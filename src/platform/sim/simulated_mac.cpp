@@ -4,9 +4,9 @@
 #include <chrono>
 #include <cmath>
 
+#include "base/number_text.hpp"
 #include "controls/appearance_controller.hpp"
 #include "controls/keyboard_controllers.hpp"
-#include "core/number_text.hpp"
 
 namespace kolvo::sim {
 namespace {
@@ -19,7 +19,7 @@ constexpr std::int64_t kMediaPlayKey = 16;
 constexpr std::int64_t kMediaKeyDown = 0x0A;
 constexpr std::string_view kNotAuthorized = "Not authorized to send Apple events to System Events.";
 
-std::string percent(float value) { return core::shortest_real_text(std::round(value * 1000.0) / 1000.0); }
+std::string percent(float value) { return base::shortest_real_text(std::round(value * 1000.0) / 1000.0); }
 
 // The keyboard client as CoreBrightness would hand it out.
 class SimulatedKeyboardClient final : public controls::KeyboardBrightnessClient {
@@ -42,20 +42,20 @@ class SimulatedKeyboardClient final : public controls::KeyboardBrightnessClient 
 }  // namespace
 
 // Plays into the simulated Mac's record.
-class SimulatedSoundPlayer final : public core::SoundPlayer {
+class SimulatedSoundPlayer final : public sound::SoundPlayer {
  public:
-  SimulatedSoundPlayer(SimulatedMac& mac, core::Sound sound) : mac_(mac), sound_(sound) {}
+  SimulatedSoundPlayer(SimulatedMac& mac, prefs::Sound sound) : mac_(mac), sound_(sound) {}
   void stop() override {}
   void rewind() override {}
   void set_volume(double volume) override { volume_ = volume; }
   void play() override {
     mac_.sound_plays_.push_back({sound_, volume_});
-    mac_.report("sound " + std::string(core::to_string(sound_)) + " at " + core::shortest_real_text(volume_));
+    mac_.report("sound " + std::string(prefs::to_string(sound_)) + " at " + base::shortest_real_text(volume_));
   }
 
  private:
   SimulatedMac& mac_;
-  core::Sound sound_;
+  prefs::Sound sound_;
   double volume_ = 1.0;
 };
 
@@ -88,12 +88,12 @@ void SimulatedMac::set_dark_mode(bool dark) {
   theme_.set(dark);
 }
 
-core::Subscription SimulatedMac::observe_theme_changes(std::function<void()> changed) {
+base::Subscription SimulatedMac::observe_theme_changes(std::function<void()> changed) {
   return theme_.subscribe([changed = std::move(changed)](bool) { changed(); });
 }
 
-std::optional<core::PreferenceValue> SimulatedMac::global_domain_value(std::string_view key) const {
-  if (key == controls::AppearanceController::kInterfaceStyleKey && dark_mode_) return core::PreferenceValue("Dark");
+std::optional<prefs::PreferenceValue> SimulatedMac::global_domain_value(std::string_view key) const {
+  if (key == controls::AppearanceController::kInterfaceStyleKey && dark_mode_) return prefs::PreferenceValue("Dark");
   return std::nullopt;
 }
 
@@ -111,20 +111,20 @@ controls::AppleScriptOutcome SimulatedMac::run_apple_script(const std::string& s
 
 // ---- Audio ------------------------------------------------------------------------------
 
-SimulatedAudioDevice* SimulatedMac::device(core::AudioObjectID id) {
+SimulatedAudioDevice* SimulatedMac::device(sound::AudioObjectID id) {
   const auto found = std::find_if(devices_.begin(), devices_.end(), [id](const auto& d) { return d.id == id; });
   return found == devices_.end() ? nullptr : &*found;
 }
 
-const SimulatedAudioDevice* SimulatedMac::device(core::AudioObjectID id) const {
+const SimulatedAudioDevice* SimulatedMac::device(sound::AudioObjectID id) const {
   return const_cast<SimulatedMac*>(this)->device(id);
 }
 
-std::optional<core::AudioObjectID> SimulatedMac::default_output_device() const {
+std::optional<sound::AudioObjectID> SimulatedMac::default_output_device() const {
   return audibility_.default_output_device();
 }
-std::optional<bool> SimulatedMac::mute(core::AudioObjectID id) const { return audibility_.mute(id); }
-std::optional<double> SimulatedMac::volume_scalar(core::AudioObjectID id) const { return audibility_.volume_scalar(id); }
+std::optional<bool> SimulatedMac::mute(sound::AudioObjectID id) const { return audibility_.mute(id); }
+std::optional<double> SimulatedMac::volume_scalar(sound::AudioObjectID id) const { return audibility_.volume_scalar(id); }
 
 void SimulatedMac::set_output_volume(double volume) {
   if (auto* d = device(default_device_)) d->volume = static_cast<float>(volume);
@@ -136,7 +136,7 @@ void SimulatedMac::set_output_muted(bool muted) {
 
 void SimulatedMac::set_has_output_device(bool present) { default_device_ = present ? devices_.front().id : 0; }
 
-bool SimulatedMac::has_property(core::AudioObjectID object, const AudioPropertyAddress& address) const {
+bool SimulatedMac::has_property(sound::AudioObjectID object, const AudioPropertyAddress& address) const {
   if (object == audio::kSystemObject) return address == audio::kDefaultOutputDevice || address == audio::kDevices;
   const auto* d = device(object);
   if (!d) return false;
@@ -145,14 +145,14 @@ bool SimulatedMac::has_property(core::AudioObjectID object, const AudioPropertyA
   return address == audio::kOutputStreams || (address == audio::kName && d->name_readable);
 }
 
-bool SimulatedMac::is_property_settable(core::AudioObjectID object, const AudioPropertyAddress& address) const {
+bool SimulatedMac::is_property_settable(sound::AudioObjectID object, const AudioPropertyAddress& address) const {
   if (!has_property(object, address)) return false;
   if (object == audio::kSystemObject) return address == audio::kDefaultOutputDevice;
   if (address == audio::kVirtualMainVolume || address == audio::kVolumeScalar) return device(object)->volume_settable;
   return address == audio::kMute;
 }
 
-std::optional<std::uint32_t> SimulatedMac::property_data_size(core::AudioObjectID object,
+std::optional<std::uint32_t> SimulatedMac::property_data_size(sound::AudioObjectID object,
                                                               const AudioPropertyAddress& address) const {
   if (!has_property(object, address)) return std::nullopt;
   if (address == audio::kOutputStreams) return device(object)->has_output_streams ? 4u : 0u;
@@ -160,13 +160,13 @@ std::optional<std::uint32_t> SimulatedMac::property_data_size(core::AudioObjectI
   return 4u;
 }
 
-std::optional<float> SimulatedMac::float32_value(core::AudioObjectID object, const AudioPropertyAddress& address) const {
+std::optional<float> SimulatedMac::float32_value(sound::AudioObjectID object, const AudioPropertyAddress& address) const {
   if (!has_property(object, address)) return std::nullopt;
   if (address == audio::kVirtualMainVolume || address == audio::kVolumeScalar) return device(object)->volume;
   return std::nullopt;
 }
 
-std::optional<std::uint32_t> SimulatedMac::uint32_value(core::AudioObjectID object,
+std::optional<std::uint32_t> SimulatedMac::uint32_value(sound::AudioObjectID object,
                                                         const AudioPropertyAddress& address) const {
   if (!has_property(object, address)) return std::nullopt;
   if (address == audio::kDefaultOutputDevice) return default_device_;
@@ -174,21 +174,21 @@ std::optional<std::uint32_t> SimulatedMac::uint32_value(core::AudioObjectID obje
   return std::nullopt;
 }
 
-std::optional<std::vector<core::AudioObjectID>> SimulatedMac::object_list(core::AudioObjectID object,
+std::optional<std::vector<sound::AudioObjectID>> SimulatedMac::object_list(sound::AudioObjectID object,
                                                                           const AudioPropertyAddress& address) const {
   if (object != audio::kSystemObject || address != audio::kDevices) return std::nullopt;
-  std::vector<core::AudioObjectID> ids;
+  std::vector<sound::AudioObjectID> ids;
   for (const auto& d : devices_) ids.push_back(d.id);
   return ids;
 }
 
-std::optional<std::string> SimulatedMac::string_value(core::AudioObjectID object,
+std::optional<std::string> SimulatedMac::string_value(sound::AudioObjectID object,
                                                       const AudioPropertyAddress& address) const {
   if (address != audio::kName || !has_property(object, address)) return std::nullopt;
   return device(object)->name;
 }
 
-bool SimulatedMac::set_float32(core::AudioObjectID object, const AudioPropertyAddress& address, float value) {
+bool SimulatedMac::set_float32(sound::AudioObjectID object, const AudioPropertyAddress& address, float value) {
   if (!is_property_settable(object, address) || (address != audio::kVirtualMainVolume && address != audio::kVolumeScalar)) {
     return false;
   }
@@ -197,7 +197,7 @@ bool SimulatedMac::set_float32(core::AudioObjectID object, const AudioPropertyAd
   return true;
 }
 
-bool SimulatedMac::set_uint32(core::AudioObjectID object, const AudioPropertyAddress& address, std::uint32_t value) {
+bool SimulatedMac::set_uint32(sound::AudioObjectID object, const AudioPropertyAddress& address, std::uint32_t value) {
   if (!is_property_settable(object, address)) return false;
   if (address == audio::kDefaultOutputDevice) {
     const auto* d = device(value);
@@ -328,17 +328,17 @@ void SimulatedMac::set_space_shortcuts_enabled(bool enabled) {
 
 // ---- Sounds and login item -----------------------------------------------------------------
 
-std::unique_ptr<core::SoundPlayer> SimulatedMac::load(core::Sound sound) {
+std::unique_ptr<sound::SoundPlayer> SimulatedMac::load(prefs::Sound sound) {
   return std::make_unique<SimulatedSoundPlayer>(*this, sound);
 }
 
 std::optional<std::string> SimulatedMac::register_main_app() {
-  login_status_ = core::LoginItemStatus::enabled;
+  login_status_ = app::LoginItemStatus::enabled;
   return std::nullopt;
 }
 
 std::optional<std::string> SimulatedMac::unregister_main_app() {
-  login_status_ = core::LoginItemStatus::notRegistered;
+  login_status_ = app::LoginItemStatus::notRegistered;
   return std::nullopt;
 }
 

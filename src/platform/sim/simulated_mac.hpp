@@ -10,21 +10,22 @@
 #include <string_view>
 #include <vector>
 
+#include "app/launch_at_login_manager.hpp"
 #include "controls/audio_controllers.hpp"
 #include "controls/control_ports.hpp"
-#include "core/app_ports.hpp"
-#include "core/launch_at_login_manager.hpp"
-#include "core/system_ports.hpp"
+#include "dock/accessibility_trust.hpp"
+#include "sound/sound_ports.hpp"
+#include "ui/system_appearance.hpp"
 
 namespace kolvo::sim {
 
 struct SoundPlay {
-  core::Sound sound;
+  prefs::Sound sound;
   double volume;
 };
 
 struct SimulatedAudioDevice {
-  core::AudioObjectID id = 0;
+  sound::AudioObjectID id = 0;
   std::string name;
   bool has_output_streams = true;
   bool has_volume = true;
@@ -58,11 +59,11 @@ using ChangeSink = std::function<void(std::string_view line)>;
 // kept as plain values. The headless host runs against it, and anyone can drive the whole
 // agent, and a phone client, on a machine that is not a Mac. Sounds are recorded, not heard;
 // keystrokes and scripts are understood as far as the program uses them.
-class SimulatedMac final : public core::AccessibilityTrust,
-                           public core::SystemAppearance,
-                           public core::OutputAudibilityPort,
-                           public core::SoundLibrary,
-                           public core::LoginItemService,
+class SimulatedMac final : public dock::AccessibilityTrust,
+                           public ui::SystemAppearance,
+                           public sound::OutputAudibilityPort,
+                           public sound::SoundLibrary,
+                           public app::LoginItemService,
                            public controls::CoreAudioPort,
                            public controls::PrivateFrameworksPort,
                            public controls::HIDEventPort,
@@ -82,39 +83,39 @@ class SimulatedMac final : public core::AccessibilityTrust,
   // Appearance, and System Events' permission to change it.
   bool is_dark() const override { return dark_mode_; }
   void set_dark_mode(bool dark);
-  [[nodiscard]] core::Subscription observe_theme_changes(std::function<void()> changed) override;
-  std::optional<core::PreferenceValue> global_domain_value(std::string_view key) const override;
+  [[nodiscard]] base::Subscription observe_theme_changes(std::function<void()> changed) override;
+  std::optional<prefs::PreferenceValue> global_domain_value(std::string_view key) const override;
   void set_automation_allowed(bool allowed) { automation_allowed_ = allowed; }
   const std::vector<std::string>& scripts_run() const { return scripts_run_; }
   controls::AppleScriptOutcome run_apple_script(const std::string& source) override;
 
   // Audio devices; the default one answers the output-audibility questions.
   std::vector<SimulatedAudioDevice>& audio_devices() { return devices_; }
-  void set_default_output_device(core::AudioObjectID id) { default_device_ = id; }
-  core::AudioObjectID default_output_device_id() const { return default_device_; }
-  std::optional<core::AudioObjectID> default_output_device() const override;
-  std::optional<bool> mute(core::AudioObjectID device) const override;
-  std::optional<double> volume_scalar(core::AudioObjectID device) const override;
+  void set_default_output_device(sound::AudioObjectID id) { default_device_ = id; }
+  sound::AudioObjectID default_output_device_id() const { return default_device_; }
+  std::optional<sound::AudioObjectID> default_output_device() const override;
+  std::optional<bool> mute(sound::AudioObjectID device) const override;
+  std::optional<double> volume_scalar(sound::AudioObjectID device) const override;
   void set_output_volume(double volume);
   void set_output_muted(bool muted);
   void set_has_output_device(bool present);
-  SimulatedAudioDevice* device(core::AudioObjectID id);
-  const SimulatedAudioDevice* device(core::AudioObjectID id) const;
+  SimulatedAudioDevice* device(sound::AudioObjectID id);
+  const SimulatedAudioDevice* device(sound::AudioObjectID id) const;
 
-  bool has_property(core::AudioObjectID object, const controls::AudioPropertyAddress& address) const override;
-  bool is_property_settable(core::AudioObjectID object, const controls::AudioPropertyAddress& address) const override;
-  std::optional<std::uint32_t> property_data_size(core::AudioObjectID object,
+  bool has_property(sound::AudioObjectID object, const controls::AudioPropertyAddress& address) const override;
+  bool is_property_settable(sound::AudioObjectID object, const controls::AudioPropertyAddress& address) const override;
+  std::optional<std::uint32_t> property_data_size(sound::AudioObjectID object,
                                                   const controls::AudioPropertyAddress& address) const override;
-  std::optional<float> float32_value(core::AudioObjectID object,
+  std::optional<float> float32_value(sound::AudioObjectID object,
                                      const controls::AudioPropertyAddress& address) const override;
-  std::optional<std::uint32_t> uint32_value(core::AudioObjectID object,
+  std::optional<std::uint32_t> uint32_value(sound::AudioObjectID object,
                                             const controls::AudioPropertyAddress& address) const override;
-  std::optional<std::vector<core::AudioObjectID>> object_list(
-      core::AudioObjectID object, const controls::AudioPropertyAddress& address) const override;
-  std::optional<std::string> string_value(core::AudioObjectID object,
+  std::optional<std::vector<sound::AudioObjectID>> object_list(
+      sound::AudioObjectID object, const controls::AudioPropertyAddress& address) const override;
+  std::optional<std::string> string_value(sound::AudioObjectID object,
                                           const controls::AudioPropertyAddress& address) const override;
-  bool set_float32(core::AudioObjectID object, const controls::AudioPropertyAddress& address, float value) override;
-  bool set_uint32(core::AudioObjectID object, const controls::AudioPropertyAddress& address,
+  bool set_float32(sound::AudioObjectID object, const controls::AudioPropertyAddress& address, float value) override;
+  bool set_uint32(sound::AudioObjectID object, const controls::AudioPropertyAddress& address,
                   std::uint32_t value) override;
 
   // Display brightness and the keyboard backlight.
@@ -151,14 +152,14 @@ class SimulatedMac final : public core::AccessibilityTrust,
   void set_space_shortcuts_enabled(bool enabled);
 
   // Sounds.
-  std::unique_ptr<core::SoundPlayer> load(core::Sound sound) override;
+  std::unique_ptr<sound::SoundPlayer> load(prefs::Sound sound) override;
   const std::vector<SoundPlay>& sound_plays() const { return sound_plays_; }
 
   // Login item.
-  core::LoginItemStatus status() const override { return login_status_; }
+  app::LoginItemStatus status() const override { return login_status_; }
   std::optional<std::string> register_main_app() override;
   std::optional<std::string> unregister_main_app() override;
-  void set_login_item_status(core::LoginItemStatus status) { login_status_ = status; }
+  void set_login_item_status(app::LoginItemStatus status) { login_status_ = status; }
 
  private:
   friend class SimulatedSoundPlayer;
@@ -170,11 +171,11 @@ class SimulatedMac final : public core::AccessibilityTrust,
   bool accessibility_trusted_ = true;
   bool dark_mode_ = false;
   std::atomic<bool> automation_allowed_ = true;  // read by the script queue too
-  core::Observable<bool> theme_;
+  base::Observable<bool> theme_;
   std::vector<std::string> scripts_run_;
 
   std::vector<SimulatedAudioDevice> devices_;
-  core::AudioObjectID default_device_ = 0;
+  sound::AudioObjectID default_device_ = 0;
   controls::CoreAudioOutputAudibility audibility_{*this};
 
   SimulatedPrivateFrameworks frameworks_;
@@ -194,7 +195,7 @@ class SimulatedMac final : public core::AccessibilityTrust,
   bool space_shortcuts_enabled_ = true;
 
   std::vector<SoundPlay> sound_plays_;
-  core::LoginItemStatus login_status_ = core::LoginItemStatus::notRegistered;
+  app::LoginItemStatus login_status_ = app::LoginItemStatus::notRegistered;
 };
 
 }  // namespace kolvo::sim

@@ -5,11 +5,11 @@
 namespace kolvo::sim {
 namespace {
 
-const char* side_word(hidden_dock::DockSide side) { return side == hidden_dock::DockSide::left ? "left" : "right"; }
+const char* side_word(overlay::DockSide side) { return side == overlay::DockSide::left ? "left" : "right"; }
 
 }  // namespace
 
-void SimulatedOverlayWindowManager::show_hidden_dock(hidden_dock::DockSide side, bool pinned) {
+void SimulatedOverlayWindowManager::show_hidden_dock(overlay::DockSide side, bool pinned) {
   dock_visible_ = true;
   dock_pinned_ = pinned;
   last_side_ = side;
@@ -22,15 +22,15 @@ void SimulatedOverlayWindowManager::hide_hidden_dock() {
   sink_("hide");
 }
 
-void SimulatedOverlayWindowManager::show_slider(hidden_dock::DockSide side, core::EdgeMode mode) {
-  sink_(std::string("show slider ") + side_word(side) + " " + std::string(core::to_string(mode)));
+void SimulatedOverlayWindowManager::show_slider(overlay::DockSide side, prefs::EdgeMode mode) {
+  sink_(std::string("show slider ") + side_word(side) + " " + std::string(prefs::to_string(mode)));
 }
 
-void SimulatedOverlayWindowManager::show_dial(core::Corner corner, core::CornerControlMode) {
-  sink_("show dial " + std::string(core::to_string(corner)));
+void SimulatedOverlayWindowManager::show_dial(prefs::Corner corner, prefs::CornerControlMode) {
+  sink_("show dial " + std::string(prefs::to_string(corner)));
 }
 
-void SimulatedOverlayWindowManager::set_pressure_cue_visible(bool visible, hidden_dock::DockSide) {
+void SimulatedOverlayWindowManager::set_pressure_cue_visible(bool visible, overlay::DockSide) {
   sink_(visible ? "pressure cue" : "hide pressure cue");
 }
 

@@ -4,33 +4,33 @@
 #include <optional>
 #include <string_view>
 
-#include "hidden_dock/overlay_window_manager.hpp"
+#include "overlay/overlay_window_manager.hpp"
 
 namespace kolvo::sim {
 
 // The panels at the edges and corners, reduced to lines saying what would be shown:
 // "open hidden dock left", "hide", "show slider right volume", "hide slider", "show dial topLeft",
 // "hide dial", "pressure cue", "hide pressure cue", "haptic", "hide all".
-class SimulatedOverlayWindowManager final : public hidden_dock::OverlayWindowManager, public hidden_dock::HapticPerformer {
+class SimulatedOverlayWindowManager final : public overlay::OverlayWindowManager, public overlay::HapticPerformer {
  public:
   using Sink = std::function<void(std::string_view action)>;
   explicit SimulatedOverlayWindowManager(Sink sink) : sink_(std::move(sink)) {}
 
-  void show_hidden_dock(hidden_dock::DockSide side, bool pinned) override;
+  void show_hidden_dock(overlay::DockSide side, bool pinned) override;
   void hide_hidden_dock() override;
   bool is_hidden_dock_visible() const override { return dock_visible_; }
   bool is_hidden_dock_pinned() const override { return dock_pinned_; }
-  hidden_dock::DockSide last_open_side() const override { return last_side_; }
-  void show_slider(hidden_dock::DockSide side, core::EdgeMode mode) override;
+  overlay::DockSide last_open_side() const override { return last_side_; }
+  void show_slider(overlay::DockSide side, prefs::EdgeMode mode) override;
   void hide_slider() override { sink_("hide slider"); }
-  void show_dial(core::Corner corner, core::CornerControlMode mode) override;
+  void show_dial(prefs::Corner corner, prefs::CornerControlMode mode) override;
   void hide_dial() override { sink_("hide dial"); }
-  void set_pressure_cue_visible(bool visible, hidden_dock::DockSide side) override;
+  void set_pressure_cue_visible(bool visible, overlay::DockSide side) override;
   void close_all_panels() override;
   void reveal_timer_control() override { sink_("reveal timer"); }
   void start_calibration(std::function<void()> completed) override;
 
-  std::optional<geometry::ScreenInfo> active_screen() const override { return std::nullopt; }
+  std::optional<dock::ScreenInfo> active_screen() const override { return std::nullopt; }
   void recompute_geometry() override {
     sink_("recompute geometry");
     if (recompute_hook_) recompute_hook_();
@@ -46,7 +46,7 @@ class SimulatedOverlayWindowManager final : public hidden_dock::OverlayWindowMan
   std::function<void()> recompute_hook_;
   bool dock_visible_ = false;
   bool dock_pinned_ = false;
-  hidden_dock::DockSide last_side_ = hidden_dock::DockSide::left;
+  overlay::DockSide last_side_ = overlay::DockSide::left;
 };
 
 }  // namespace kolvo::sim

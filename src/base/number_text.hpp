@@ -1,0 +1,24 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kolvo::base {
+
+// Machine-read numbers are never formatted in the user's locale: a decimal comma breaks
+// scripts and parsers. These use std::to_chars / std::from_chars, which are locale-free.
+
+// Shortest text that reads back to the same double ("0.4", "1", "1e+21").
+std::string shortest_real_text(double value);
+// As Swift prints a Double: shortest round-trip, with ".0" on whole numbers ("2.0", "0.4").
+std::string swift_real_text(double value);
+
+// As "%0*d" prints: at least `width` digits, zeros in front ("07"); a sign before them.
+std::string zero_padded(long long value, int width);
+
+// Whole-string parses; leading or trailing garbage fails.
+std::optional<double> parse_real(std::string_view text);
+std::optional<long long> parse_integer(std::string_view text);
+
+}  // namespace kolvo::base
