@@ -4,11 +4,13 @@
 #include <string_view>
 #include <vector>
 
+#include "app/requests.hpp"
+
 namespace kolvo::host {
 
 // Exit codes: 0 done, 1 the request failed, 2 the command line was wrong.
-inline constexpr int kExitFailure = 1;
-inline constexpr int kExitUsage = 2;
+using app::kExitFailure;
+using app::kExitUsage;
 
 using Arguments = std::vector<std::string>;
 

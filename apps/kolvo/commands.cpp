@@ -12,7 +12,7 @@ int run_settings(Arguments arguments) {
   auto runtime = open_runtime(arguments, HostRuntime::Mode::read_only);
   if (!runtime) return kExitFailure;
   if (!arguments.empty()) return fail(kExitUsage, "'kolvo settings' takes no arguments besides --json.");
-  const auto values = app::effective_settings(runtime->settings());
+  const auto values = app::effective_settings(runtime->runtime().settings());
   if (json) {
     std::cout << values.dump(2) << '\n';
     return 0;
@@ -25,7 +25,7 @@ int run_diagnostics(Arguments arguments) {
   auto runtime = open_runtime(arguments, HostRuntime::Mode::read_only);
   if (!runtime) return kExitFailure;
   if (!arguments.empty()) return fail(kExitUsage, "'kolvo diagnostics' takes no arguments besides --sim.");
-  std::cout << app::diagnostics_report(runtime->diagnostics_input()) << '\n';
+  std::cout << app::diagnostics_report(runtime->runtime().diagnostics_input()) << '\n';
   return 0;
 }
 

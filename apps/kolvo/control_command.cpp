@@ -1,15 +1,16 @@
 #include <algorithm>
 #include <iostream>
 
+#include "app/request_handlers.hpp"
 #include "cli.hpp"
-#include "control_requests.hpp"
 #include "control_socket.hpp"
 #include "host_runtime.hpp"
+#include "request_words.hpp"
 
 namespace kolvo::host {
 namespace {
 
-int print(const ControlReply& reply) {
+int print(const app::Reply& reply) {
   std::cout << reply.output << std::flush;
   std::cerr << reply.error << std::flush;
   return reply.exit_code;
@@ -29,23 +30,24 @@ int run_request(std::string command, Arguments arguments) {
   if (!here_only) {
     if (auto reply = send_control_request(platform::control_socket_path(), words)) return print(*reply);
   }
-  // Reading the timer's state runs its loading rules over a copy, so looking never writes.
-  const bool only_reads = words.front() == "timer" && std::none_of(words.begin() + 1, words.end(), [](const auto& w) {
-                            return w != "status" && w != "--json";
-                          });
-  auto runtime = HostRuntime::create(only_reads ? HostRuntime::Mode::read_only : HostRuntime::Mode::live, options, error);
-  if (!runtime) return fail(kExitFailure, error);
-  if (runtime->ports().report_simulated_changes && words.front() == "control") {
+  auto parsed = parse_request_words(std::move(words));
+  if (const auto* malformed = std::get_if<app::Reply>(&parsed)) return print(*malformed);
+  const app::Request& request = std::get<app::Request>(parsed);
+
+  // A request that only looks runs the loading rules over a copy, so looking never writes.
+  auto host = HostRuntime::create(app::only_reads(request) ? HostRuntime::Mode::read_only : HostRuntime::Mode::live,
+                                  options, error);
+  if (!host) return fail(kExitFailure, error);
+  if (host->ports().report_simulated_changes && !std::holds_alternative<app::TimerRequest>(request)) {
     std::cerr << "kolvo: no kolvo serve is running; this ran on a fresh simulated Mac.\n";
   }
-  ControlContext context{runtime->controls(), runtime->ports().focused_application, runtime->ports().audio,
-                         runtime->clock()};
-  std::optional<ControlReply> result;
-  handle_control_request(context, std::move(words), [&](ControlReply reply) {
+  app::RequestHandlers handlers(host->runtime());
+  std::optional<app::Reply> result;
+  handlers.handle(request, [&](app::Reply reply) {
     result = std::move(reply);
-    runtime->loop().stop();
+    host->loop().stop();
   });
-  if (!result) runtime->loop().run();  // a Space switch answers from its own queue
+  if (!result) host->loop().run();  // a Space switch answers from its own queue
   return print(*result);
 }
 

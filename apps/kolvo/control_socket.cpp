@@ -46,12 +46,12 @@ class ControlSession : public std::enable_shared_from_this<ControlSession> {
                        asio::buffers_begin(self->buffer_.data()) + static_cast<std::ptrdiff_t>(length));
       auto words = decode_control_request(line);
       if (!words) return self->finish({kExitUsage, {}, "kolvo: the request was not understood.\n"});
-      self->handler_(std::move(*words), [self](ControlReply reply) { self->finish(std::move(reply)); });
+      self->handler_(std::move(*words), [self](app::Reply reply) { self->finish(std::move(reply)); });
     });
   }
 
  private:
-  void finish(ControlReply reply) {
+  void finish(app::Reply reply) {
     if (replied_) return;
     replied_ = true;
     auto self = shared_from_this();
@@ -120,7 +120,7 @@ void ControlSocketServer::accept() {
   });
 }
 
-std::optional<ControlReply> send_control_request(const std::filesystem::path& path,
+std::optional<app::Reply> send_control_request(const std::filesystem::path& path,
                                                  const std::vector<std::string>& words) {
   if (!fits_socket_address(path)) return std::nullopt;
   asio::io_context context;
@@ -132,7 +132,7 @@ std::optional<ControlReply> send_control_request(const std::filesystem::path& pa
   std::string answer;
   if (!error) asio::read(socket, asio::dynamic_buffer(answer), error);  // to the end: the host closes
   if (auto reply = decode_control_reply(answer)) return reply;
-  return ControlReply{kExitFailure, {}, "kolvo: the running host did not answer the request.\n"};
+  return app::Reply{kExitFailure, {}, "kolvo: the running host did not answer the request.\n"};
 }
 
 std::string encode_control_request(const std::vector<std::string>& words) {
@@ -150,19 +150,19 @@ std::optional<std::vector<std::string>> decode_control_request(const std::string
   return words;
 }
 
-std::string encode_control_reply(const ControlReply& reply) {
+std::string encode_control_reply(const app::Reply& reply) {
   return json{{"exitCode", reply.exit_code}, {"output", reply.output}, {"error", reply.error}}.dump(
              -1, ' ', false, json::error_handler_t::replace) +
          "\n";
 }
 
-std::optional<ControlReply> decode_control_reply(const std::string& line) {
+std::optional<app::Reply> decode_control_reply(const std::string& line) {
   const json reply = json::parse(line, nullptr, /*allow_exceptions=*/false);
   if (!reply.is_object() || !reply.contains("exitCode") || !reply["exitCode"].is_number_integer() ||
       !reply.value("output", json()).is_string() || !reply.value("error", json()).is_string()) {
     return std::nullopt;
   }
-  return ControlReply{reply["exitCode"].get<int>(), reply["output"].get<std::string>(), reply["error"].get<std::string>()};
+  return app::Reply{reply["exitCode"].get<int>(), reply["output"].get<std::string>(), reply["error"].get<std::string>()};
 }
 
 }  // namespace kolvo::host

@@ -10,7 +10,7 @@
 #include <asio/io_context.hpp>
 #include <asio/local/stream_protocol.hpp>
 
-#include "control_requests.hpp"
+#include "app/requests.hpp"
 
 // A running host takes `kolvo control` and `kolvo timer` requests on a Unix-domain socket
 // that only its user can open. One connection carries one request line and one reply line:
@@ -20,7 +20,7 @@ namespace kolvo::host {
 
 class ControlSocketServer {
  public:
-  using Handler = std::function<void(std::vector<std::string> words, std::function<void(ControlReply)> reply)>;
+  using Handler = std::function<void(std::vector<std::string> words, std::function<void(app::Reply)> reply)>;
 
   // A request line longer than this is refused: no request needs more than a few words.
   static constexpr std::size_t kMaximumRequest = 16 * 1024;
@@ -47,13 +47,13 @@ class ControlSocketServer {
 };
 
 // Sends one request to the host listening at `path`. Absent when no host listens there.
-std::optional<ControlReply> send_control_request(const std::filesystem::path& path,
+std::optional<app::Reply> send_control_request(const std::filesystem::path& path,
                                                  const std::vector<std::string>& words);
 
 // The two lines of the exchange, for both ends and for tests.
 std::string encode_control_request(const std::vector<std::string>& words);
 std::optional<std::vector<std::string>> decode_control_request(const std::string& line);
-std::string encode_control_reply(const ControlReply& reply);
-std::optional<ControlReply> decode_control_reply(const std::string& line);
+std::string encode_control_reply(const app::Reply& reply);
+std::optional<app::Reply> decode_control_reply(const std::string& line);
 
 }  // namespace kolvo::host

@@ -1,6 +1,7 @@
 #include <iostream>
 #include <sstream>
 
+#include "app/request_handlers.hpp"
 #include "base/number_text.hpp"
 #include "cli.hpp"
 #include "host_runtime.hpp"
@@ -28,7 +29,7 @@ std::optional<Rect> parse_rect(const std::string& text) {
 }
 
 // Every display as `kolvo dock` reports it.
-Json describe_displays(HostRuntime& runtime) {
+Json describe_displays(app::Runtime& runtime) {
   auto& dock = runtime.dock();
   const double offset = runtime.settings().alignment().alignment_edge_offset();
   // As at start-up: the display in use first, then each display bootstraps its own entry.
@@ -126,22 +127,15 @@ int calibrate(Arguments arguments) {
   const auto position = dock::kDockPositionTable.parse(*position_text);
   if (!position) return fail(kExitUsage, "'" + *position_text + "' is not a Dock position; use bottom, left or right.");
 
-  auto& dock = runtime->dock();
-  std::optional<dock::ScreenInfo> screen;
-  for (const auto& candidate : dock.screens()) {
-    if (dock::primary_key(candidate.identity) == *key ||
-        std::to_string(candidate.identity.cg_direct_display_id) == *key ||
-        dock.store().calibration_key(candidate.identity) == *key) {
-      screen = candidate;
-      break;
-    }
-  }
-  if (!screen) return fail(kExitFailure, "No connected display has the key " + *key + "; 'kolvo dock' lists them.");
-  dock.save_calibration(*screen, *rect, *position);
-  std::cout << "Saved calibration for '" << screen->identity.localized_name << "' under "
-            << dock::primary_key(screen->identity) << ": dock " << dock::to_string(*position) << " "
-            << dock::describe(*rect) << '\n';
-  return 0;
+  app::RequestHandlers handlers(runtime->runtime());
+  int code = kExitFailure;
+  handlers.handle(app::CalibrateDockRequest{.display_key = *key, .dock_rect = *rect, .position = *position},
+                  [&code](const app::Reply& reply) {
+                    std::cout << reply.output;
+                    std::cerr << reply.error;
+                    code = reply.exit_code;
+                  });
+  return code;
 }
 
 }  // namespace
@@ -155,7 +149,7 @@ int run_dock(Arguments arguments) {
   auto runtime = open_runtime(arguments, HostRuntime::Mode::read_only);
   if (!runtime) return kExitFailure;
   if (!arguments.empty()) return fail(kExitUsage, "'kolvo dock' takes --json, --sim FILE, or 'calibrate'.");
-  const Json report = describe_displays(*runtime);
+  const Json report = describe_displays(runtime->runtime());
   if (json) {
     std::cout << report.dump(2) << '\n';
   } else {

@@ -2,66 +2,35 @@
 
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "app/diagnostics_report.hpp"
-#include "app/launch_at_login_manager.hpp"
-#include "app/settings.hpp"
+#include "app/runtime.hpp"
 #include "base/asio_main_loop.hpp"
 #include "base/date_time.hpp"
-#include "base/diagnostics_log.hpp"
-#include "base/notification_center.hpp"
-#include "controls/control_services.hpp"
-#include "dock/dock_services.hpp"
-#include "overlay/hidden_dock_services.hpp"
-#include "platform/host_environment.hpp"
+#include "platform/host_ports.hpp"
 
 namespace kolvo::host {
 
 platform::HostIdentity host_identity();
 
-// The objects every command shares: the main loop, the machine's ports, the settings and the
-// Dock geometry. `read_only` runs the loading rules over a copy of the domain, so an
-// inspecting command never writes to the user's preferences.
+// The `kolvo` command's main loop and clock, and the program's runtime over the machine's ports.
 class HostRuntime {
  public:
-  enum class Mode { live, read_only };
+  using Mode = app::Runtime::Mode;
 
   // Null, with `error` set, when the machine's ports cannot be made.
   static std::unique_ptr<HostRuntime> create(Mode mode, const platform::HostOptions& options, std::string& error);
 
   base::AsioMainLoop& loop() { return loop_; }
-  base::DiagnosticsLog& log() { return log_; }
-  base::NotificationCenter& center() { return center_; }
-  app::Settings& settings() { return settings_; }
-  platform::HostPorts& ports() { return ports_; }
-  prefs::PreferenceStore& prefs() { return *prefs_; }
-  app::LaunchAtLoginManager& launch_at_login() { return launch_at_login_; }
-  dock::DockServices& dock() { return dock_; }
-  // Created on first use: loading the app stores reads the installed applications.
-  overlay::HiddenDockServices& hidden_dock();
-  const base::WallClock& clock() const { return wall_clock_; }
-  // Created on first use: the timer restores itself from the preferences when made.
-  controls::ControlServices& controls();
-
-  app::DiagnosticsInput diagnostics_input();
+  app::Runtime& runtime() { return runtime_; }
+  const app::PlatformPorts& ports() const { return runtime_.ports(); }
 
  private:
-  HostRuntime(Mode mode, platform::HostPorts ports);
+  HostRuntime(Mode mode, app::PlatformPorts ports);
 
   base::SystemWallClock wall_clock_;
   base::AsioMainLoop loop_;
-  base::DiagnosticsLog log_;
-  base::NotificationCenter center_;
-  platform::HostPorts ports_;
-  std::unique_ptr<prefs::PreferenceStore> overlay_;
-  prefs::PreferenceStore* prefs_;
-  app::Settings settings_;
-  app::LaunchAtLoginManager launch_at_login_;
-  dock::DockServices dock_;
-  std::unique_ptr<overlay::HiddenDockServices> hidden_dock_;
-  std::unique_ptr<controls::ControlServices> controls_;
+  app::Runtime runtime_;
 };
 
 // Takes "--sim FILE" out of the arguments and builds the runtime; null after printing a

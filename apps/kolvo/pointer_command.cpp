@@ -41,7 +41,7 @@ int run_pointer(Arguments arguments) {
   auto overlay = std::make_shared<sim::SimulatedOverlayWindowManager>([&](std::string_view action) {
     actions.push_back({std::chrono::duration<double>(clock.now() - start).count(), std::string(action)});
   });
-  overlay::HoverMonitor monitor(clock, overlay, *overlay, runtime->hidden_dock().zones());
+  overlay::HoverMonitor monitor(clock, overlay, *overlay, runtime->runtime().hidden_dock().zones());
 
   std::string line;
   int number = 0;

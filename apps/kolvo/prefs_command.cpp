@@ -119,10 +119,10 @@ nlohmann::ordered_json preference_json(const prefs::PreferenceValue& value) {
   return std::visit(Visitor{}, value.storage());
 }
 
-int prefs_read(Arguments arguments, HostRuntime& runtime) {
+int prefs_read(Arguments arguments, const app::PlatformPorts& ports) {
   const bool json = take_flag(arguments, "--json");
   if (arguments.size() > 1) return fail(kExitUsage, "'kolvo prefs read' takes at most one key.");
-  auto& prefs = runtime.prefs();
+  auto& prefs = *ports.prefs;
   if (arguments.empty()) {
     const auto all = prefs.all();
     if (json) {
@@ -137,31 +137,31 @@ int prefs_read(Arguments arguments, HostRuntime& runtime) {
   }
   const std::string& key = arguments.front();
   const auto value = prefs.value(key);
-  if (!value) return fail(kExitFailure, "The key " + key + " is not set in " + runtime.ports().preferences_location + ".");
+  if (!value) return fail(kExitFailure, "The key " + key + " is not set in " + ports.preferences_location + ".");
   std::cout << (json ? preference_json(*value).dump(2) : prefs::describe(*value)) << '\n';
   return 0;
 }
 
-int prefs_write(Arguments arguments, HostRuntime& runtime) {
+int prefs_write(Arguments arguments, const app::PlatformPorts& ports) {
   if (arguments.empty()) return fail(kExitUsage, "'kolvo prefs write' needs a key and a value.");
   const std::string key = arguments.front();
   if (key.empty() || key.front() == '-') return fail(kExitUsage, "'" + key + "' is not a key; the key comes first.");
   const auto parsed = parse_preference_value({arguments.begin() + 1, arguments.end()});
   if (!parsed.value) return fail(kExitUsage, "Not written: " + parsed.error);
-  runtime.prefs().set(key, *parsed.value);
-  if (runtime.prefs().value(key) != parsed.value) {
-    return fail(kExitFailure, "Could not write " + key + " to " + runtime.ports().preferences_location + ".");
+  (*ports.prefs).set(key, *parsed.value);
+  if ((*ports.prefs).value(key) != parsed.value) {
+    return fail(kExitFailure, "Could not write " + key + " to " + ports.preferences_location + ".");
   }
   return 0;
 }
 
-int prefs_delete(Arguments arguments, HostRuntime& runtime) {
+int prefs_delete(Arguments arguments, const app::PlatformPorts& ports) {
   if (arguments.size() != 1) return fail(kExitUsage, "'kolvo prefs delete' takes exactly one key.");
   const std::string& key = arguments.front();
-  if (!runtime.prefs().value(key)) {
-    return fail(kExitFailure, "The key " + key + " is not set in " + runtime.ports().preferences_location + ".");
+  if (!(*ports.prefs).value(key)) {
+    return fail(kExitFailure, "The key " + key + " is not set in " + ports.preferences_location + ".");
   }
-  runtime.prefs().remove(key);
+  (*ports.prefs).remove(key);
   return 0;
 }
 
@@ -174,12 +174,12 @@ int run_prefs(Arguments arguments) {
   if (verb != "read" && verb != "write" && verb != "delete") {
     return fail(kExitUsage, "'" + verb + "' is not a prefs verb; use read, write or delete.");
   }
-  Arguments none;
-  auto runtime = open_runtime(none, HostRuntime::Mode::live);
-  if (!runtime) return kExitFailure;
-  if (verb == "read") return prefs_read(std::move(arguments), *runtime);
-  if (verb == "write") return prefs_write(std::move(arguments), *runtime);
-  return prefs_delete(std::move(arguments), *runtime);
+  // The domain alone: nothing loads, so nothing migrates, and a read never writes.
+  auto made = platform::make_host_ports(host_identity(), {});
+  if (!made.ports) return fail(kExitFailure, made.error);
+  if (verb == "read") return prefs_read(std::move(arguments), *made.ports);
+  if (verb == "write") return prefs_write(std::move(arguments), *made.ports);
+  return prefs_delete(std::move(arguments), *made.ports);
 }
 
 }  // namespace kolvo::host

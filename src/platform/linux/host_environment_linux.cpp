@@ -1,4 +1,4 @@
-#include "platform/host_environment.hpp"
+#include "platform/host_ports.hpp"
 #include "platform/linux/json_file_preference_store_linux.hpp"
 #include "platform/linux/process_environment_linux.hpp"
 #include "platform/sim/simulated_desktop.hpp"
@@ -7,9 +7,11 @@
 namespace kolvo::platform {
 namespace {
 
+// The simulated Mac: its hardware and system answers, and its desktop.
 struct SimulatedMachine {
+  explicit SimulatedMachine(sim::SimulatedLayout layout) : desktop(std::move(layout)) {}
   sim::SimulatedMac mac;
-  std::unique_ptr<sim::SimulatedDesktop> desktop;
+  sim::SimulatedDesktop desktop;
 };
 
 }  // namespace
@@ -20,42 +22,47 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
                                                     : std::nullopt,
                                  &error);
   if (!layout) return {std::nullopt, error};
-  auto machine = std::make_shared<SimulatedMachine>();
-  if (layout->accessibility_trusted) machine->mac.set_accessibility_trusted(*layout->accessibility_trusted);
   if (options.frontmost) layout->frontmost_application = options.frontmost;
-  machine->desktop = std::make_unique<sim::SimulatedDesktop>(std::move(*layout));
+  const auto trusted = layout->accessibility_trusted;
+  auto machine = std::make_shared<SimulatedMachine>(std::move(*layout));
+  if (trusted) machine->mac.set_accessibility_trusted(*trusted);
+  sim::SimulatedMac* mac = &machine->mac;
+  sim::SimulatedDesktop* desktop = &machine->desktop;
+  mac->set_key_event_receiver([desktop](const controls::KeyboardEvent& event) { desktop->receive_key_event(event); });
 
-  auto prefs = std::make_unique<JsonFilePreferenceStore>(JsonFilePreferenceStore::default_path());
-  HostPorts ports;
-  ports.preferences_location = prefs->path().string();
-  ports.prefs = std::move(prefs);
-  ports.process = std::make_unique<LinuxProcessEnvironment>(identity);
-  ports.accessibility = &machine->mac;
-  ports.appearance = &machine->mac;
-  ports.audio = &machine->mac;
-  ports.sounds = &machine->mac;
-  ports.login_items = &machine->mac;
-  ports.screens = machine->desktop.get();
-  ports.running = machine->desktop.get();
-  ports.elements = machine->desktop.get();
-  ports.applications = machine->desktop.get();
-  ports.focused_application = machine->desktop.get();
-  ports.core_audio = &machine->mac;
-  ports.frameworks = &machine->mac;
-  ports.events = &machine->mac;
-  ports.scripts = &machine->mac;
-  ports.processes = &machine->mac;
-  ports.global_preferences = &machine->mac;
-  ports.windows = machine->desktop.get();
-  sim::SimulatedDesktop* desktop = machine->desktop.get();
-  machine->mac.set_key_event_receiver([desktop](const controls::KeyboardEvent& event) { desktop->receive_key_event(event); });
-  ports.report_simulated_changes = [mac = &machine->mac, desktop](std::function<void(std::string_view)> sink) {
-    mac->set_change_sink(sink);
-    desktop->set_change_sink(std::move(sink));
-  };
-  ports.dock_domain = machine->desktop->dock_domain();
-  ports.owner = std::move(machine);
-  return {std::move(ports), {}};
+  // Every port shares the machine, so none outlives what answers it.
+  const auto share = [&machine](auto* part) { return std::shared_ptr<std::remove_pointer_t<decltype(part)>>(machine, part); };
+  auto prefs = std::make_shared<JsonFilePreferenceStore>(JsonFilePreferenceStore::default_path());
+  const std::string location = prefs->path().string();
+  return {app::PlatformPorts{
+              .prefs = std::move(prefs),
+              .process = std::make_shared<LinuxProcessEnvironment>(identity),
+              .accessibility = share(mac),
+              .appearance = share(mac),
+              .audibility = share(mac),
+              .sounds = share(mac),
+              .login_items = share(mac),
+              .screens = share(desktop),
+              .running = share(desktop),
+              .elements = share(desktop),
+              .applications = share(desktop),
+              .focused_application = share(desktop),
+              .core_audio = share(mac),
+              .frameworks = share(mac),
+              .events = share(mac),
+              .scripts = share(mac),
+              .processes = share(mac),
+              .global_preferences = share(mac),
+              .windows = share(desktop),
+              .dock_domain = std::shared_ptr<const prefs::PreferenceStore>(machine, desktop->dock_domain()),
+              .preferences_location = location,
+              .report_simulated_changes =
+                  [machine](std::function<void(std::string_view)> sink) {
+                    machine->mac.set_change_sink(sink);
+                    machine->desktop.set_change_sink(std::move(sink));
+                  },
+          },
+          {}};
 }
 
 std::filesystem::path control_socket_path() {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "app/app_ports.hpp"
-#include "platform/host_environment.hpp"
+#include "platform/host_ports.hpp"
 
 namespace kolvo::platform {
 

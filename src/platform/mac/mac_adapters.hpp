@@ -17,7 +17,7 @@
 #include "overlay/dock_expansion_gesture.hpp"
 #include "overlay/hover_monitor.hpp"
 #include "overlay/hover_monitor_control.hpp"
-#include "platform/host_environment.hpp"
+#include "platform/host_ports.hpp"
 #include "prefs/preference_store.hpp"
 #include "sound/sound_ports.hpp"
 #include "ui/system_appearance.hpp"

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string_view>
 
+#include "app/platform_ports.hpp"
 #include "overlay/overlay_window_manager.hpp"
 
 namespace kolvo::sim {
@@ -31,22 +32,35 @@ class SimulatedOverlayWindowManager final : public overlay::OverlayWindowManager
   void start_calibration(std::function<void()> completed) override;
 
   std::optional<dock::ScreenInfo> active_screen() const override { return std::nullopt; }
-  void recompute_geometry() override {
-    sink_("recompute geometry");
-    if (recompute_hook_) recompute_hook_();
-  }
-  // Whoever builds on the geometry (the pointer monitor's zones) rebuilds with the panels.
-  void set_recompute_hook(std::function<void()> hook) { recompute_hook_ = std::move(hook); }
+  void recompute_geometry() override { sink_("recompute geometry"); }
   void selected_display_disconnected() override { sink_("selected display disconnected"); }
 
   void perform_alignment() override { sink_("haptic"); }
 
  private:
   Sink sink_;
-  std::function<void()> recompute_hook_;
   bool dock_visible_ = false;
   bool dock_pinned_ = false;
   overlay::DockSide last_side_ = overlay::DockSide::left;
+};
+
+// The headless host's panels and pointer: the panels are lines of text, and pointer moves
+// arrive from a replayed trace rather than from event monitors.
+class SimulatedOverlayPlatform final : public app::OverlayPlatform {
+ public:
+  explicit SimulatedOverlayPlatform(SimulatedOverlayWindowManager::Sink sink)
+      : panels_(std::make_shared<SimulatedOverlayWindowManager>(std::move(sink))) {}
+
+  std::shared_ptr<overlay::OverlayWindowManager> make_panels() override { return panels_; }
+  overlay::HapticPerformer& haptics() override { return *panels_; }
+  std::shared_ptr<overlay::HoverMonitorControl> attach_pointer_monitors(
+      std::shared_ptr<overlay::HoverMonitor> monitor) override {
+    return monitor;
+  }
+  void install_pointer_monitors() override {}
+
+ private:
+  std::shared_ptr<SimulatedOverlayWindowManager> panels_;
 };
 
 }  // namespace kolvo::sim

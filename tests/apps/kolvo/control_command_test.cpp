@@ -200,7 +200,7 @@ TEST_F(ControlSocket, AnswersEveryRequestAndNeverCrashesOnGarbage) {
   const auto path = dir_ / "control.sock";
   std::ofstream(path) << "left behind";  // a stale file where the socket goes
   std::vector<std::vector<std::string>> seen;
-  ControlSocketServer server(context, path, [&](std::vector<std::string> words, std::function<void(ControlReply)> reply) {
+  ControlSocketServer server(context, path, [&](std::vector<std::string> words, std::function<void(app::Reply)> reply) {
     seen.push_back(words);
     reply({0, "ok " + std::to_string(words.size()) + "\n", {}});
   });

@@ -1,4 +1,4 @@
-#include "headless_components.hpp"
+#include "headless_shell.hpp"
 
 namespace kolvo::host {
 
@@ -24,29 +24,6 @@ void HeadlessShell::show_settings_window(ui::SettingsPage page) {
 void HeadlessShell::show_onboarding_window() {
   onboarding_visible_ = true;
   sink_("onboarding window: " + std::string(ui::OnboardingWindowSpec::kTitle));
-}
-
-std::shared_ptr<overlay::OverlayWindowManager> HeadlessComponents::make_overlay_window_manager() {
-  overlay_ = std::make_shared<sim::SimulatedOverlayWindowManager>(overlay_sink_);
-  return overlay_;
-}
-
-std::shared_ptr<overlay::HoverMonitorControl> HeadlessComponents::make_hover_monitor(
-    std::weak_ptr<overlay::OverlayWindowManager> manager) {
-  auto monitor = std::make_shared<overlay::HoverMonitor>(main_, std::move(manager), *overlay_, hidden_dock_.zones());
-  std::weak_ptr<overlay::HoverMonitor> weak = monitor;
-  overlay_->set_recompute_hook([weak] {
-    if (auto m = weak.lock()) m->rebuild_zones();
-  });
-  return monitor;
-}
-
-std::shared_ptr<dock::DockRectRefreshControl> HeadlessComponents::make_dock_rect_refresh_controller(
-    std::weak_ptr<overlay::OverlayWindowManager> manager) {
-  std::shared_ptr<dock::DockRectRefreshController> controller =
-      dock_.make_refresh_controller(std::weak_ptr<dock::DockGeometryClient>(manager.lock()));
-  controller->start();
-  return controller;
 }
 
 void HeadlessShell::choose(app::MenuAction action) {

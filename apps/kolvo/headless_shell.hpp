@@ -8,12 +8,7 @@
 #include "app/app_ports.hpp"
 #include "catalog/focused_application_monitor.hpp"
 #include "dock/dock_rect_refresh_control.hpp"
-#include "dock/dock_services.hpp"
-#include "overlay/hidden_dock_services.hpp"
 #include "overlay/hover_monitor_control.hpp"
-#include "platform/sim/simulated_mac.hpp"
-#include "platform/sim/simulated_overlay.hpp"
-#include "timer/timer_store.hpp"
 
 namespace kolvo::host {
 
@@ -48,34 +43,6 @@ class HeadlessShell final : public app::AppShell {
   std::shared_ptr<app::StatusItemMenuDelegate> menu_delegate_;
   bool settings_visible_ = false;
   bool onboarding_visible_ = false;
-};
-
-// The services the headless host can run today. Subsystems not yet present here answer
-// nullptr and the delegate runs without them.
-class HeadlessComponents final : public app::AppComponents {
- public:
-  HeadlessComponents(LineSink overlay_sink, base::Executor& main, dock::DockServices& dock,
-                     overlay::HiddenDockServices& hidden_dock, timer::KolvoTimerStore& timer)
-      : overlay_sink_(std::move(overlay_sink)), main_(main), dock_(dock), hidden_dock_(hidden_dock), timer_(timer) {}
-
-  std::shared_ptr<catalog::FocusedApplicationMonitor> make_focused_application_monitor() override { return nullptr; }
-  std::shared_ptr<overlay::OverlayWindowManager> make_overlay_window_manager() override;
-  std::shared_ptr<overlay::HoverMonitorControl> make_hover_monitor(
-      std::weak_ptr<overlay::OverlayWindowManager> manager) override;
-  void install_pointer_monitors(std::weak_ptr<overlay::HoverMonitorControl>) override {}
-  std::shared_ptr<dock::DockRectRefreshControl> make_dock_rect_refresh_controller(
-      std::weak_ptr<overlay::OverlayWindowManager> manager) override;
-  void set_timer_completion_reveal(std::function<void()> reveal) override {
-    timer_.set_on_completion_reveal(std::move(reveal));
-  }
-
- private:
-  LineSink overlay_sink_;
-  base::Executor& main_;
-  dock::DockServices& dock_;
-  overlay::HiddenDockServices& hidden_dock_;
-  timer::KolvoTimerStore& timer_;
-  std::shared_ptr<sim::SimulatedOverlayWindowManager> overlay_;
 };
 
 }  // namespace kolvo::host

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "app/app_ports.hpp"
+#include "app/launch_at_login_manager.hpp"
+#include "catalog/app_item.hpp"
+#include "catalog/focused_application_monitor.hpp"
+#include "controls/control_ports.hpp"
+#include "dock/accessibility_trust.hpp"
+#include "dock/screens_port.hpp"
+#include "overlay/hover_monitor.hpp"
+#include "overlay/overlay_window_manager.hpp"
+#include "prefs/preference_store.hpp"
+#include "sound/sound_ports.hpp"
+#include "ui/system_appearance.hpp"
+
+namespace kolvo::app {
+
+// Everything the program takes from the machine it runs on: the real frameworks on the Mac,
+// the preference file and the simulated Mac on the headless host. Each port shares ownership
+// of whatever object answers it, so the set can be handed around and outlives no part of it.
+struct PlatformPorts {
+  std::shared_ptr<prefs::PreferenceStore> prefs;
+  std::shared_ptr<const ProcessEnvironment> process;
+  std::shared_ptr<const dock::AccessibilityTrust> accessibility;
+  std::shared_ptr<ui::SystemAppearance> appearance;
+  std::shared_ptr<const sound::OutputAudibilityPort> audibility;
+  std::shared_ptr<sound::SoundLibrary> sounds;
+  std::shared_ptr<LoginItemService> login_items;
+  std::shared_ptr<const dock::ScreensPort> screens;
+  std::shared_ptr<const dock::RunningApplicationsPort> running;
+  std::shared_ptr<const dock::AccessibilityElementReader> elements;
+  std::shared_ptr<const catalog::ApplicationCatalog> applications;
+  std::shared_ptr<catalog::FocusedApplicationMonitor> focused_application;
+  // What the control services drive.
+  std::shared_ptr<controls::CoreAudioPort> core_audio;
+  std::shared_ptr<controls::PrivateFrameworksPort> frameworks;
+  std::shared_ptr<controls::HIDEventPort> events;
+  std::shared_ptr<controls::AppleScriptPort> scripts;
+  std::shared_ptr<controls::ProcessLauncherPort> processes;
+  std::shared_ptr<const controls::GlobalPreferencesPort> global_preferences;
+  std::shared_ptr<const controls::AXApplicationsPort> windows;
+  // "com.apple.dock"; null when it cannot be opened.
+  std::shared_ptr<const prefs::PreferenceStore> dock_domain;
+  // Where the preferences live, for messages ("~/.config/kolvo/preferences.json").
+  std::string preferences_location;
+  // Set when the Mac being driven is the simulated one: it reports each change it undergoes.
+  std::function<void(std::function<void(std::string_view line)> sink)> report_simulated_changes;
+};
+
+// How a platform shows the panels and feeds them the pointer: AppKit panels and event
+// monitors on the Mac, lines of text on the headless host.
+class OverlayPlatform {
+ public:
+  virtual ~OverlayPlatform() = default;
+  virtual std::shared_ptr<overlay::OverlayWindowManager> make_panels() = 0;
+  virtual overlay::HapticPerformer& haptics() = 0;
+  // The platform's pointer event monitors around the monitor; what the delegate then keeps.
+  virtual std::shared_ptr<overlay::HoverMonitorControl> attach_pointer_monitors(
+      std::shared_ptr<overlay::HoverMonitor> monitor) = 0;
+  // Starts delivering pointer moves, once launch has everything in place.
+  virtual void install_pointer_monitors() = 0;
+};
+
+}  // namespace kolvo::app

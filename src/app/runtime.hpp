@@ -1,0 +1,77 @@
+#pragma once
+
+#include <memory>
+
+#include "app/app_ports.hpp"
+#include "app/diagnostics_report.hpp"
+#include "app/launch_at_login_manager.hpp"
+#include "app/platform_ports.hpp"
+#include "app/settings.hpp"
+#include "base/date_time.hpp"
+#include "base/diagnostics_log.hpp"
+#include "base/executor.hpp"
+#include "base/notification_center.hpp"
+#include "controls/control_services.hpp"
+#include "dock/dock_services.hpp"
+#include "overlay/hidden_dock_services.hpp"
+
+namespace kolvo::app {
+
+// The one place where the program's services are built, in dependency order, from a
+// platform's ports. The menu-bar app and every host command build the same runtime; only the
+// ports and the main loop they pass differ.
+class Runtime {
+ public:
+  // `read_only` runs the loading rules over a copy of the preferences, so a command that only
+  // looks never writes to the user's domain, not even the migrations a start would make.
+  enum class Mode { live, read_only };
+
+  struct Options {
+    Mode mode = Mode::live;
+    // Where the diagnostics log is mirrored as it grows.
+    base::DiagnosticsLog::Mirror log_mirror = base::DiagnosticsLog::stderr_mirror();
+  };
+
+  Runtime(PlatformPorts ports, base::Executor& main, const base::WallClock& clock, Options options);
+  Runtime(const Runtime&) = delete;
+  Runtime& operator=(const Runtime&) = delete;
+
+  const PlatformPorts& ports() const { return ports_; }
+  base::Executor& main() { return main_; }
+  const base::WallClock& clock() const { return clock_; }
+  base::DiagnosticsLog& log() { return log_; }
+  base::NotificationCenter& center() { return center_; }
+  prefs::PreferenceStore& prefs() { return prefs_; }
+  Settings& settings() { return settings_; }
+  LaunchAtLoginManager& launch_at_login() { return launch_at_login_; }
+  dock::DockServices& dock() { return dock_; }
+  // Made at first use: loading the app stores reads the installed applications.
+  overlay::HiddenDockServices& hidden_dock();
+  // Made at first use: the timer restores itself from the preferences when made.
+  controls::ControlServices& controls();
+
+  // The frontmost application's bundle identifier, Kolvo itself never counted.
+  std::optional<std::string> frontmost_bundle_id() const;
+
+  DiagnosticsInput diagnostics_input();
+
+  // The long-lived services the delegate creates at launch, with the platform's panels and
+  // pointer monitors.
+  std::unique_ptr<AppComponents> make_components(OverlayPlatform& overlay);
+
+ private:
+  PlatformPorts ports_;
+  base::Executor& main_;
+  const base::WallClock& clock_;
+  base::DiagnosticsLog log_;
+  base::NotificationCenter center_;
+  std::unique_ptr<prefs::PreferenceStore> read_only_copy_;
+  prefs::PreferenceStore& prefs_;
+  Settings settings_;
+  LaunchAtLoginManager launch_at_login_;
+  dock::DockServices dock_;
+  std::unique_ptr<overlay::HiddenDockServices> hidden_dock_;
+  std::unique_ptr<controls::ControlServices> controls_;
+};
+
+}  // namespace kolvo::app
