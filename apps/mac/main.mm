@@ -128,7 +128,7 @@ struct MacRuntime {
 
 @end
 
-int main(int argc, const char* argv[]) {
+int main() {
   @autoreleasepool {
     NSApplication* application = NSApplication.sharedApplication;
     KolvoApplicationDelegate* delegate = [KolvoApplicationDelegate new];
