@@ -74,8 +74,7 @@ struct MacRuntime {
   core::SystemWallClock clock;
   core::DiagnosticsLog log{clock};
   core::NotificationCenter center;
-  platform::HostPorts ports =
-      std::move(*platform::make_host_ports({KOLVO_BUNDLE_ID, KOLVO_VERSION, KOLVO_BUILD_NUMBER}, {}).ports);
+  platform::HostPorts ports = platform::make_mac_host_ports({KOLVO_BUNDLE_ID, KOLVO_VERSION, KOLVO_BUILD_NUMBER});
   core::Settings settings{core::SettingsPorts{*ports.prefs, center, executor, log, *ports.accessibility,
                                               *ports.appearance, *ports.audio, *ports.sounds}};
   core::LaunchAtLoginManager launch_at_login{*ports.login_items};

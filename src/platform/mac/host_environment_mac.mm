@@ -4,7 +4,6 @@
 #include "platform/mac/mac_adapters.hpp"
 #include "platform/mac/objc_text.hpp"
 #include "controls/audio_controllers.hpp"
-#include "platform/sim/simulated_desktop.hpp"
 
 namespace kolvo::platform {
 namespace {
@@ -35,7 +34,6 @@ struct MacHost {
   MacApplicationCatalog applications;
   MacFocusedApplicationMonitor focused;
   MacPreferenceStore dock_domain{"com.apple.dock"};
-  std::unique_ptr<sim::SimulatedDesktop> simulated;
 };
 
 }  // namespace
@@ -66,13 +64,13 @@ std::vector<core::RunningInstance> MacProcessEnvironment::running_instances(std:
   @autoreleasepool {
     NSString* identifier = ns_string(bundle_identifier);
     for (NSRunningApplication* app in [NSRunningApplication runningApplicationsWithBundleIdentifier:identifier]) {
-      instances.push_back({app.processIdentifier, app.bundleURL.path.UTF8String ?: ""});
+      instances.push_back({app.processIdentifier, utf8(app.bundleURL.path)});
     }
   }
   return instances;
 }
 
-HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions& options) {
+HostPorts make_mac_host_ports(const HostIdentity& identity) {
   auto host = std::make_shared<MacHost>();
   HostPorts ports;
   ports.screens = &host->screens;
@@ -81,21 +79,6 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
   ports.applications = &host->applications;
   ports.focused_application = &host->focused;
   ports.dock_domain = &host->dock_domain;
-  if (options.sim_layout) {
-    // A layout file stands in for this Mac's displays, Dock and applications.
-    std::string error;
-    auto layout = sim::load_layout(options.sim_layout->string(), &error);
-    if (!layout) return {std::nullopt, error};
-    host->simulated = std::make_unique<sim::SimulatedDesktop>(std::move(*layout));
-    ports.screens = host->simulated.get();
-    ports.running = host->simulated.get();
-    ports.elements = host->simulated.get();
-    ports.applications = host->simulated.get();
-    if (options.frontmost) host->simulated->set_frontmost_application(options.frontmost);
-    ports.focused_application = host->simulated.get();
-    ports.windows = host->simulated.get();
-    ports.dock_domain = host->simulated->dock_domain();
-  }
   ports.prefs = std::make_unique<MacPreferenceStore>(identity.bundle_id);
   ports.process = std::make_unique<MacProcessEnvironment>(identity);
   ports.accessibility = &host->accessibility;
@@ -109,10 +92,10 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
   ports.scripts = &host->scripts;
   ports.processes = &host->processes;
   ports.global_preferences = &host->global_preferences;
-  if (!ports.windows) ports.windows = &host->windows;
+  ports.windows = &host->windows;
   ports.preferences_location = "the " + identity.bundle_id + " defaults domain";
   ports.owner = std::move(host);
-  return {std::move(ports), {}};
+  return ports;
 }
 
 std::filesystem::path control_socket_path() {

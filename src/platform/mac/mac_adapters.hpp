@@ -20,6 +20,10 @@
 
 namespace kolvo::platform {
 
+// The real Mac's ports, with nothing simulated: all the menu-bar application runs on. The
+// command-line tool's make_host_ports (host_ports_mac.cpp) starts from these.
+HostPorts make_mac_host_ports(const HostIdentity& identity);
+
 // The application's user-defaults domain through CFPreferences, addressed by bundle
 // identifier so that the command-line tool and the app share one domain.
 class MacPreferenceStore final : public core::PreferenceStore {
