@@ -21,6 +21,8 @@ class LiveZoneProvider final : public ZoneProvider {
                    Frontmost frontmost_bundle_id);
 
   ZoneLayout zone_layout() override;
+  // Where the open tray goes on `side` of `screen`: the rectangle the `tray` zone grows from.
+  Rect tray_frame(const geometry::ScreenInfo& screen, Side side);
   void hidden_dock_opening() override;
 
   // The Default and profile layout for the frontmost application now.
