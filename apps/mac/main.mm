@@ -11,14 +11,13 @@
 #include "core/settings.hpp"
 #include "geometry/dock_services.hpp"
 #include "hidden_dock/hidden_dock_services.hpp"
+#include "hidden_dock/panel_frames.hpp"
 #include "platform/mac/mac_adapters.hpp"
-#include "platform/sim/simulated_mac.hpp"
-#include "platform/sim/simulated_overlay.hpp"
 
 namespace kolvo::mac {
 
 // The services the menu-bar app creates at launch. Subsystems whose Mac side is not built yet
-// answer nullptr; the panels are logged until their AppKit windows exist.
+// answer nullptr.
 class MacComponents final : public core::AppComponents {
  public:
   MacComponents(core::Executor& main, core::DiagnosticsLog& log, geometry::DockServices& dock,
@@ -32,13 +31,21 @@ class MacComponents final : public core::AppComponents {
     return std::shared_ptr<core::FocusedApplicationMonitor>(std::shared_ptr<void>(), focused_);
   }
   std::shared_ptr<hidden_dock::OverlayWindowManager> make_overlay_window_manager() override {
-    core::DiagnosticsLog* log = &log_;
-    return std::make_shared<sim::SimulatedOverlayWindowManager>(
-        [log](std::string_view action) { log->record("Overlay", action); });
+    overlay_ = std::make_shared<platform::MacOverlayWindowManager>(
+        hidden_dock::PanelPlacement(dock_, hidden_dock_.zones()), log_);
+    return overlay_;
   }
   std::shared_ptr<core::HoverMonitorControl> make_hover_monitor(
       std::weak_ptr<hidden_dock::OverlayWindowManager> manager) override {
-    auto monitor = std::make_shared<hidden_dock::HoverMonitor>(main_, std::move(manager), haptics_, hidden_dock_.zones());
+    hidden_dock::HapticPerformer& haptics = overlay_ ? static_cast<hidden_dock::HapticPerformer&>(*overlay_) : haptics_;
+    auto monitor = std::make_shared<hidden_dock::HoverMonitor>(main_, std::move(manager), haptics, hidden_dock_.zones());
+    if (overlay_) {
+      // The zones follow the panels when the displays or the Dock change.
+      std::weak_ptr<hidden_dock::HoverMonitor> weak = monitor;
+      overlay_->set_recompute_hook([weak] {
+        if (auto m = weak.lock()) m->rebuild_zones();
+      });
+    }
     pointer_monitors_ = std::make_shared<platform::MacHoverMonitor>(std::move(monitor));
     return pointer_monitors_;
   }
@@ -65,6 +72,7 @@ class MacComponents final : public core::AppComponents {
   controls::ControlServices& controls_;
   platform::MacHaptics haptics_;
   core::FocusedApplicationMonitor* focused_;
+  std::shared_ptr<platform::MacOverlayWindowManager> overlay_;
   std::shared_ptr<platform::MacHoverMonitor> pointer_monitors_;
 };
 

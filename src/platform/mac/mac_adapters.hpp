@@ -9,6 +9,7 @@
 
 #include "controls/control_ports.hpp"
 #include "core/app_ports.hpp"
+#include "core/diagnostics_log.hpp"
 #include "core/executor.hpp"
 #include "core/launch_at_login_manager.hpp"
 #include "core/preference_store.hpp"
@@ -16,6 +17,8 @@
 #include "hidden_dock/dock_expansion_gesture.hpp"
 #include "hidden_dock/hover_monitor.hpp"
 #include "hidden_dock/kolvo_app_item.hpp"
+#include "hidden_dock/overlay_window_manager.hpp"
+#include "hidden_dock/panel_frames.hpp"
 #include "platform/host_environment.hpp"
 
 namespace kolvo::platform {
@@ -221,6 +224,67 @@ class MacApplicationCatalog final : public hidden_dock::ApplicationCatalog {
 class MacHaptics final : public hidden_dock::HapticPerformer {
  public:
   void perform_alignment() override;
+};
+
+// The panels at the edges and corners as AppKit windows: one non-activating, borderless panel
+// for each of the Hidden Dock's tray, the Edge Slider, the Corner Dial and the pressure cue,
+// floating above the menu bar on every Space and beside full-screen apps. Each goes where
+// `placement` says, on the display under the pointer, and is ordered front or out as the
+// pointer monitor says; a change of displays puts the open ones where they now belong.
+class MacOverlayWindowManager final : public hidden_dock::OverlayWindowManager, public hidden_dock::HapticPerformer {
+ public:
+  MacOverlayWindowManager(hidden_dock::PanelPlacement placement, core::DiagnosticsLog& log);
+  ~MacOverlayWindowManager() override;
+  MacOverlayWindowManager(const MacOverlayWindowManager&) = delete;
+  MacOverlayWindowManager& operator=(const MacOverlayWindowManager&) = delete;
+
+  void show_hidden_dock(hidden_dock::DockSide side, bool pinned) override;
+  void hide_hidden_dock() override;
+  bool is_hidden_dock_visible() const override { return tray_.has_value(); }
+  bool is_hidden_dock_pinned() const override { return tray_.has_value() && pinned_; }
+  hidden_dock::DockSide last_open_side() const override { return last_side_; }
+  void show_slider(hidden_dock::DockSide side, core::EdgeMode mode) override;
+  void hide_slider() override;
+  void show_dial(core::Corner corner, core::CornerControlMode mode) override;
+  void hide_dial() override;
+  void set_pressure_cue_visible(bool visible, hidden_dock::DockSide side) override;
+  void close_all_panels() override;
+  void reveal_timer_control() override;
+  void start_calibration(std::function<void()> completed) override;
+
+  std::optional<geometry::ScreenInfo> active_screen() const override;
+  void recompute_geometry() override;
+  void selected_display_disconnected() override;
+
+  void perform_alignment() override { haptics_.perform_alignment(); }
+
+  // Whoever builds on the geometry (the pointer monitor's zones) rebuilds with the panels.
+  void set_recompute_hook(std::function<void()> hook) { recompute_hook_ = std::move(hook); }
+
+ private:
+  enum class Kind { tray, slider, dial, cue };
+  // An open panel: the display it is on, and the side or corner it belongs to.
+  struct Open {
+    geometry::ScreenInfo screen;
+    hidden_dock::DockSide side = hidden_dock::DockSide::left;
+    core::Corner corner = core::Corner::topLeft;
+  };
+  struct Panels;
+
+  std::optional<geometry::ScreenInfo> pointer_screen() const;
+  geometry::Rect frame_for(Kind kind, const Open& open);
+  void show(Kind kind, std::optional<Open>& slot, Open open);
+  void hide(Kind kind, std::optional<Open>& slot);
+  void replace(Kind kind, std::optional<Open>& slot);
+
+  hidden_dock::PanelPlacement placement_;
+  core::DiagnosticsLog& log_;
+  MacHaptics haptics_;
+  std::unique_ptr<Panels> panels_;
+  std::function<void()> recompute_hook_;
+  std::optional<Open> tray_, slider_, dial_, cue_;
+  bool pinned_ = false;
+  hidden_dock::DockSide last_side_ = hidden_dock::DockSide::left;
 };
 
 // The pointer monitor with its global and local event monitors for pointer moves and left
