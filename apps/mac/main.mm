@@ -3,100 +3,34 @@
 #include <iostream>
 
 #include "app/app_delegate.hpp"
-#include "app/settings.hpp"
+#include "app/runtime.hpp"
 #include "app_shell_mac.hpp"
 #include "base/date_time.hpp"
-#include "base/diagnostics_log.hpp"
-#include "base/notification_center.hpp"
-#include "controls/control_services.hpp"
-#include "dock/dock_services.hpp"
-#include "overlay/hidden_dock_services.hpp"
 #include "platform/mac/mac_adapters.hpp"
-#include "platform/sim/simulated_mac.hpp"
-#include "platform/sim/simulated_overlay.hpp"
 
 namespace kolvo::mac {
 
-// The services the menu-bar app creates at launch. Subsystems whose Mac side is not built yet
-// answer nullptr; the panels are logged until their AppKit windows exist.
-class MacComponents final : public app::AppComponents {
- public:
-  MacComponents(base::Executor& main, base::DiagnosticsLog& log, dock::DockServices& dock,
-                overlay::HiddenDockServices& hidden_dock, controls::ControlServices& controls,
-                catalog::FocusedApplicationMonitor* focused)
-      : main_(main), log_(log), dock_(dock), hidden_dock_(hidden_dock), controls_(controls), focused_(focused) {}
-
-  // The host's own monitor, watching since the ports were made; the delegate shares it
-  // without owning it.
-  std::shared_ptr<catalog::FocusedApplicationMonitor> make_focused_application_monitor() override {
-    return std::shared_ptr<catalog::FocusedApplicationMonitor>(std::shared_ptr<void>(), focused_);
-  }
-  std::shared_ptr<overlay::OverlayWindowManager> make_overlay_window_manager() override {
-    base::DiagnosticsLog* log = &log_;
-    return std::make_shared<sim::SimulatedOverlayWindowManager>(
-        [log](std::string_view action) { log->record("Overlay", action); });
-  }
-  std::shared_ptr<overlay::HoverMonitorControl> make_hover_monitor(
-      std::weak_ptr<overlay::OverlayWindowManager> manager) override {
-    auto monitor = std::make_shared<overlay::HoverMonitor>(main_, std::move(manager), haptics_, hidden_dock_.zones());
-    pointer_monitors_ = std::make_shared<platform::MacHoverMonitor>(std::move(monitor));
-    return pointer_monitors_;
-  }
-  void install_pointer_monitors(std::weak_ptr<overlay::HoverMonitorControl>) override {
-    if (pointer_monitors_) pointer_monitors_->install();
-  }
-  std::shared_ptr<dock::DockRectRefreshControl> make_dock_rect_refresh_controller(
-      std::weak_ptr<overlay::OverlayWindowManager> manager) override {
-    std::shared_ptr<dock::DockRectRefreshController> controller =
-        dock_.make_refresh_controller(std::weak_ptr<dock::DockGeometryClient>(manager.lock()));
-    controller->start();
-    return controller;
-  }
-  // Making the timer here restores one left running at the last quit.
-  void set_timer_completion_reveal(std::function<void()> reveal) override {
-    controls_.timer().set_on_completion_reveal(std::move(reveal));
-  }
-
- private:
-  base::Executor& main_;
-  base::DiagnosticsLog& log_;
-  dock::DockServices& dock_;
-  overlay::HiddenDockServices& hidden_dock_;
-  controls::ControlServices& controls_;
-  platform::MacHaptics haptics_;
-  catalog::FocusedApplicationMonitor* focused_;
-  std::shared_ptr<platform::MacHoverMonitor> pointer_monitors_;
-};
-
-// Everything the application owns, created in dependency order.
-struct MacRuntime {
+// Everything the application owns, created in dependency order: the same runtime as every
+// host command, over the real Mac's ports, with AppKit panels and the menu-bar shell.
+struct MacApplication {
   platform::MainQueueExecutor executor;
   base::SystemWallClock clock;
-  base::DiagnosticsLog log{clock};
-  base::NotificationCenter center;
-  platform::HostPorts ports =
-      std::move(*platform::make_host_ports({KOLVO_BUNDLE_ID, KOLVO_VERSION, KOLVO_BUILD_NUMBER}, {}).ports);
-  app::Settings settings{app::SettingsPorts{*ports.prefs, center, executor, log, *ports.accessibility,
-                                              *ports.appearance, *ports.audio, *ports.sounds}};
-  app::LaunchAtLoginManager launch_at_login{*ports.login_items};
-  dock::DockServices dock{dock::DockEnvironment{*ports.screens, ports.dock_domain, *ports.running,
-                                                        *ports.accessibility, *ports.elements},
-                              *ports.prefs, center, executor, log, settings.alignment(), clock};
-  catalog::FocusedApplicationMonitor* focused = ports.focused_application;
-  overlay::HiddenDockServices hidden_dock{*ports.prefs, *ports.applications, log, settings.activation_settings(), dock,
-                                              [this]() -> std::optional<std::string> {
-                                                return focused ? focused->frontmost_bundle_id() : std::nullopt;
-                                              }};
-  controls::ControlServices controls{controls::ControlPorts{
-      *ports.accessibility, *ports.core_audio, *ports.frameworks, *ports.events, *ports.scripts, *ports.processes,
-      *ports.global_preferences, *ports.windows, *ports.screens, ports.running->own_pid(),
-      [this]() -> std::optional<std::string> { return focused ? focused->frontmost_bundle_id() : std::nullopt; },
-      *ports.prefs, executor, clock, log, &settings.sound_effects()}};
+  app::Runtime runtime{platform::make_mac_platform_ports({KOLVO_BUNDLE_ID, KOLVO_VERSION, KOLVO_BUILD_NUMBER}),
+                       executor, clock, {}};
+  platform::MacOverlayPlatform panels{runtime};
+  std::unique_ptr<app::AppComponents> components = runtime.make_components(panels);
   MacAppShell shell;
-  MacComponents components{executor, log, dock, hidden_dock, controls, focused};
   app::AppDelegate delegate{app::AppDelegatePorts{
-      shell, components, launch_at_login, settings, center, executor, log, *ports.process,
-      [](std::string_view line) { std::cout << line << std::endl; }, nullptr}};
+      .shell = shell,
+      .components = *components,
+      .launch_at_login = runtime.launch_at_login(),
+      .settings = runtime.settings(),
+      .center = runtime.center(),
+      .main = executor,
+      .log = runtime.log(),
+      .process = *runtime.ports().process,
+      .print_line = [](std::string_view line) { std::cout << line << std::endl; },
+      .deck = nullptr}};
 };
 
 }  // namespace kolvo::mac
@@ -105,13 +39,13 @@ struct MacRuntime {
 @end
 
 @implementation KolvoApplicationDelegate {
-  std::unique_ptr<kolvo::mac::MacRuntime> _runtime;
+  std::unique_ptr<kolvo::mac::MacApplication> _application;
 }
 
 - (void)applicationDidFinishLaunching:(NSNotification*)notification {
-  _runtime = std::make_unique<kolvo::mac::MacRuntime>();
-  _runtime->settings.load_all();
-  _runtime->delegate.did_finish_launching();
+  _application = std::make_unique<kolvo::mac::MacApplication>();
+  _application->runtime.settings().load_all();
+  _application->delegate.did_finish_launching();
 }
 
 - (BOOL)applicationShouldTerminateAfterLastWindowClosed:(NSApplication*)sender {
@@ -119,16 +53,16 @@ struct MacRuntime {
 }
 
 - (BOOL)applicationShouldHandleReopen:(NSApplication*)sender hasVisibleWindows:(BOOL)flag {
-  return _runtime ? _runtime->delegate.should_handle_reopen(flag) : YES;
+  return _application ? _application->delegate.should_handle_reopen(flag) : YES;
 }
 
 - (void)applicationWillTerminate:(NSNotification*)notification {
-  if (_runtime) _runtime->delegate.will_terminate();
+  if (_application) _application->delegate.will_terminate();
 }
 
 @end
 
-int main(int argc, const char* argv[]) {
+int main() {
   @autoreleasepool {
     NSApplication* application = NSApplication.sharedApplication;
     KolvoApplicationDelegate* delegate = [KolvoApplicationDelegate new];

@@ -27,6 +27,7 @@ class ZoneRebuildingGeometryClient final : public dock::DockGeometryClient {
   }
   void selected_display_disconnected() override {
     if (const auto panels = panels_.lock()) panels->selected_display_disconnected();
+    if (monitor_) monitor_->rebuild_zones();
   }
 
  private:

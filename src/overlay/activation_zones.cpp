@@ -16,6 +16,11 @@ bool ZoneSettings::side_active(Side side) const {
   return false;
 }
 
+Rect corner_strip(const Rect& f, Side side) {
+  const double x = side == Side::left ? f.min_x() : f.max_x() - kCornerStripWidth;
+  return {x, f.min_y(), kCornerStripWidth, kCornerStripHeight};
+}
+
 bool is_dial_blocked(prefs::Corner corner, const ZoneSettings& settings) {
   if (corner == prefs::Corner::topLeft || corner == prefs::Corner::topRight) return false;
   const Side side = corner == prefs::Corner::bottomLeft ? Side::left : Side::right;
@@ -41,8 +46,7 @@ DisplayZones make_display_zones(const Rect& f, const dock::DockGeometry& dock, i
   DisplayZones z;
   z.frame = f;
   z.dock = dock;
-  z.corner_strips = {Rect{f.min_x(), f.min_y(), kCornerStripWidth, kCornerStripHeight},
-                     Rect{f.max_x() - kCornerStripWidth, f.min_y(), kCornerStripWidth, kCornerStripHeight}};
+  z.corner_strips = {corner_strip(f, Side::left), corner_strip(f, Side::right)};
   z.dial_squares = {Rect{f.min_x(), f.max_y() - kDialSquare, kDialSquare, kDialSquare},
                     Rect{f.max_x() - kDialSquare, f.max_y() - kDialSquare, kDialSquare, kDialSquare},
                     Rect{f.min_x(), f.min_y(), kDialSquare, kDialSquare},

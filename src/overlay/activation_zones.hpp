@@ -66,6 +66,10 @@ struct ZoneLayout {
   const DisplayZones* display_for(Point p) const;
 };
 
+// The 96 × 6 strip in a bottom corner: a slider's or a pressure point's activation, and where
+// the pressure cue is drawn.
+Rect corner_strip(const Rect& frame, Side side);
+
 DisplayZones make_display_zones(const Rect& frame, const dock::DockGeometry& dock, int tray_items, double offset);
 
 // Which side the pointer asks to open, by the pressure points or the Dock triggers.

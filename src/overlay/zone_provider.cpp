@@ -6,6 +6,8 @@ namespace {
 constexpr std::array kCorners{prefs::Corner::topLeft, prefs::Corner::topRight, prefs::Corner::bottomLeft,
                               prefs::Corner::bottomRight};
 
+int tray_items(const catalog::EffectiveLayout& layout) { return static_cast<int>(layout.dock_apps.size()); }
+
 bool same_display(const dock::ScreenInfo& a, const std::optional<dock::ScreenInfo>& b) {
   return b && dock::primary_key(a.identity) == dock::primary_key(b->identity);
 }
@@ -53,13 +55,18 @@ ZoneLayout LiveZoneProvider::zone_layout() {
   if (!reacting && !zones.first_containing_decides) reacting = dock_.target_screen();
 
   const double offset = settings_.alignment.alignment_edge_offset();
-  const int items = static_cast<int>(layout.dock_apps.size());
+  const int items = tray_items(layout);
   for (const auto& screen : screens) {
     DisplayZones display = make_display_zones(screen.frame, dock_.geometry_for(screen), items, offset);
     display.reacts = zones.first_containing_decides ? store.has_calibration(screen) : same_display(screen, reacting);
     zones.displays.push_back(std::move(display));
   }
   return zones;
+}
+
+dock::Rect LiveZoneProvider::tray_frame(const dock::ScreenInfo& screen, dock::Side side) {
+  return dock::tray_rect(dock_.geometry_for(screen), side, tray_items(effective()),
+                         settings_.alignment.alignment_edge_offset());
 }
 
 void LiveZoneProvider::hidden_dock_opening() { dock_.cache().refresh(std::nullopt, "hover-open", /*force=*/false); }

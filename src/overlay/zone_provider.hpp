@@ -31,6 +31,8 @@ class LiveZoneProvider final : public ZoneProvider {
                    Frontmost frontmost_bundle_id);
 
   ZoneLayout zone_layout() override;
+  // Where the open tray goes on `side` of `screen`: the rectangle the `tray` zone grows from.
+  dock::Rect tray_frame(const dock::ScreenInfo& screen, dock::Side side);
   void hidden_dock_opening() override;
 
   // The Default and profile layout for the frontmost application now.

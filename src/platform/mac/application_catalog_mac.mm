@@ -1,6 +1,7 @@
 #import <AppKit/AppKit.h>
 
 #include "platform/mac/mac_adapters.hpp"
+#include "platform/mac/objc_text.hpp"
 
 namespace kolvo::platform {
 namespace {
@@ -13,7 +14,7 @@ std::optional<catalog::InstalledApplication> bundle_at(NSString* path) {
   app.path = path.stringByStandardizingPath.UTF8String;
   NSString* identifier = [NSBundle bundleWithPath:path].bundleIdentifier;
   if (identifier) app.bundle_identifier = std::string(identifier.UTF8String);
-  app.display_name = [NSFileManager.defaultManager displayNameAtPath:path].UTF8String ?: "";
+  app.display_name = utf8([NSFileManager.defaultManager displayNameAtPath:path]);
   return app;
 }
 

@@ -4,7 +4,6 @@
 #include "controls/audio_controllers.hpp"
 #include "platform/mac/mac_adapters.hpp"
 #include "platform/mac/objc_text.hpp"
-#include "platform/sim/simulated_desktop.hpp"
 
 namespace kolvo::platform {
 namespace {
@@ -35,7 +34,6 @@ struct MacHost {
   MacApplicationCatalog applications;
   MacFocusedApplicationMonitor focused;
   MacPreferenceStore dock_domain{"com.apple.dock"};
-  std::unique_ptr<sim::SimulatedDesktop> simulated;
 };
 
 }  // namespace
@@ -66,53 +64,40 @@ std::vector<app::RunningInstance> MacProcessEnvironment::running_instances(std::
   @autoreleasepool {
     NSString* identifier = ns_string(bundle_identifier);
     for (NSRunningApplication* app in [NSRunningApplication runningApplicationsWithBundleIdentifier:identifier]) {
-      instances.push_back({app.processIdentifier, app.bundleURL.path.UTF8String ?: ""});
+      instances.push_back({app.processIdentifier, utf8(app.bundleURL.path)});
     }
   }
   return instances;
 }
 
-HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions& options) {
+app::PlatformPorts make_mac_platform_ports(const HostIdentity& identity) {
   auto host = std::make_shared<MacHost>();
-  HostPorts ports;
-  ports.screens = &host->screens;
-  ports.running = &host->running;
-  ports.elements = &host->elements;
-  ports.applications = &host->applications;
-  ports.focused_application = &host->focused;
-  ports.dock_domain = &host->dock_domain;
-  if (options.sim_layout) {
-    // A layout file stands in for this Mac's displays, Dock and applications.
-    std::string error;
-    auto layout = sim::load_layout(options.sim_layout->string(), &error);
-    if (!layout) return {std::nullopt, error};
-    host->simulated = std::make_unique<sim::SimulatedDesktop>(std::move(*layout));
-    ports.screens = host->simulated.get();
-    ports.running = host->simulated.get();
-    ports.elements = host->simulated.get();
-    ports.applications = host->simulated.get();
-    if (options.frontmost) host->simulated->set_frontmost_application(options.frontmost);
-    ports.focused_application = host->simulated.get();
-    ports.windows = host->simulated.get();
-    ports.dock_domain = host->simulated->dock_domain();
-  }
-  ports.prefs = std::make_unique<MacPreferenceStore>(identity.bundle_id);
-  ports.process = std::make_unique<MacProcessEnvironment>(identity);
-  ports.accessibility = &host->accessibility;
-  ports.appearance = &host->appearance;
-  ports.audio = &host->audio;
-  ports.sounds = &host->sounds;
-  ports.login_items = &host->login_items;
-  ports.core_audio = &host->core_audio;
-  ports.frameworks = &host->frameworks;
-  ports.events = &host->events;
-  ports.scripts = &host->scripts;
-  ports.processes = &host->processes;
-  ports.global_preferences = &host->global_preferences;
-  if (!ports.windows) ports.windows = &host->windows;
-  ports.preferences_location = "the " + identity.bundle_id + " defaults domain";
-  ports.owner = std::move(host);
-  return {std::move(ports), {}};
+  // Every port shares the host, so none outlives what answers it.
+  const auto share = [&host](auto* part) { return std::shared_ptr<std::remove_pointer_t<decltype(part)>>(host, part); };
+  return {
+      .prefs = std::make_shared<MacPreferenceStore>(identity.bundle_id),
+      .process = std::make_shared<MacProcessEnvironment>(identity),
+      .accessibility = share(&host->accessibility),
+      .appearance = share(&host->appearance),
+      .audibility = share(&host->audio),
+      .sounds = share(&host->sounds),
+      .login_items = share(&host->login_items),
+      .screens = share(&host->screens),
+      .running = share(&host->running),
+      .elements = share(&host->elements),
+      .applications = share(&host->applications),
+      .focused_application = share(&host->focused),
+      .core_audio = share(&host->core_audio),
+      .frameworks = share(&host->frameworks),
+      .events = share(&host->events),
+      .scripts = share(&host->scripts),
+      .processes = share(&host->processes),
+      .global_preferences = share(&host->global_preferences),
+      .windows = share(&host->windows),
+      .dock_domain = share(&host->dock_domain),
+      .preferences_location = "the " + identity.bundle_id + " defaults domain",
+      .report_simulated_changes = {},
+  };
 }
 
 std::filesystem::path control_socket_path() {

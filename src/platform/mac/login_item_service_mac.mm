@@ -1,55 +1,81 @@
 #import <Foundation/Foundation.h>
+#include <dlfcn.h>
 
-#if __has_include(<ServiceManagement/SMAppService.h>)
-#import <ServiceManagement/ServiceManagement.h>
-#else
-// The few ServiceManagement declarations needed here, for SDK copies that lack the framework.
-typedef NS_ENUM(NSInteger, SMAppServiceStatus) {
-  SMAppServiceStatusNotRegistered = 0,
-  SMAppServiceStatusEnabled = 1,
-  SMAppServiceStatusRequiresApproval = 2,
-  SMAppServiceStatusNotFound = 3,
-};
-API_AVAILABLE(macos(13.0))
-@interface SMAppService : NSObject
-@property(class, readonly) SMAppService* mainAppService;
-@property(readonly) SMAppServiceStatus status;
+#include "platform/mac/mac_adapters.hpp"
+#include "platform/mac/objc_text.hpp"
+
+// SMAppService is reached by name at run time rather than linked: the program then links with
+// no ServiceManagement stub at hand, and the class is there on every macOS it runs on (13+).
+// These declarations describe only the messages sent; nothing here defines or links a class.
+@protocol KolvoLoginItemAppService <NSObject>
+@property(readonly) NSInteger status;
 - (BOOL)registerAndReturnError:(NSError**)error;
 - (BOOL)unregisterAndReturnError:(NSError**)error;
 @end
-#endif
 
-#include "platform/mac/mac_adapters.hpp"
+@protocol KolvoLoginItemAppServiceClass <NSObject>
++ (id<KolvoLoginItemAppService>)mainAppService;
+@end
 
 namespace kolvo::platform {
 namespace {
 
+// SMAppServiceStatus.
+constexpr NSInteger kStatusNotRegistered = 0;
+constexpr NSInteger kStatusEnabled = 1;
+constexpr NSInteger kStatusRequiresApproval = 2;
+constexpr NSInteger kStatusNotFound = 3;
+
+constexpr const char* kServiceManagement = "/System/Library/Frameworks/ServiceManagement.framework/ServiceManagement";
+
+// SMAppService.mainAppService, or nil where the class cannot be found. The framework is loaded
+// once for the process: nothing else in the program brings it in.
+id<KolvoLoginItemAppService> main_app_service() {
+  static Class service_class = [] {
+    dlopen(kServiceManagement, RTLD_LAZY | RTLD_GLOBAL);
+    return NSClassFromString(@"SMAppService");
+  }();
+  if (service_class == Nil) return nil;
+  if (![service_class respondsToSelector:@selector(mainAppService)]) return nil;
+  return [service_class mainAppService];
+}
+
 std::optional<std::string> error_text(BOOL ok, NSError* error) {
   if (ok) return std::nullopt;
-  return std::string(error.localizedDescription.UTF8String ?: "The login item could not be changed.");
+  const std::string text = utf8(error.localizedDescription);
+  return text.empty() ? std::string("The login item could not be changed.") : text;
 }
+
+constexpr const char* kUnavailable = "Launch at login is not available: this macOS has no SMAppService.";
 
 }  // namespace
 
 app::LoginItemStatus MacLoginItemService::status() const {
-  switch (SMAppService.mainAppService.status) {
-    case SMAppServiceStatusEnabled: return app::LoginItemStatus::enabled;
-    case SMAppServiceStatusRequiresApproval: return app::LoginItemStatus::requiresApproval;
-    case SMAppServiceStatusNotRegistered: return app::LoginItemStatus::notRegistered;
-    case SMAppServiceStatusNotFound: return app::LoginItemStatus::notFound;
+  id<KolvoLoginItemAppService> service = main_app_service();
+  if (service == nil) return app::LoginItemStatus::unknown;
+  switch (service.status) {
+    case kStatusEnabled: return app::LoginItemStatus::enabled;
+    case kStatusRequiresApproval: return app::LoginItemStatus::requiresApproval;
+    case kStatusNotRegistered: return app::LoginItemStatus::notRegistered;
+    case kStatusNotFound: return app::LoginItemStatus::notFound;
+    default: break;
   }
   return app::LoginItemStatus::unknown;
 }
 
 std::optional<std::string> MacLoginItemService::register_main_app() {
+  id<KolvoLoginItemAppService> service = main_app_service();
+  if (service == nil) return std::string(kUnavailable);
   NSError* error = nil;
-  const BOOL ok = [SMAppService.mainAppService registerAndReturnError:&error];
+  const BOOL ok = [service registerAndReturnError:&error];
   return error_text(ok, error);
 }
 
 std::optional<std::string> MacLoginItemService::unregister_main_app() {
+  id<KolvoLoginItemAppService> service = main_app_service();
+  if (service == nil) return std::string(kUnavailable);
   NSError* error = nil;
-  const BOOL ok = [SMAppService.mainAppService unregisterAndReturnError:&error];
+  const BOOL ok = [service unregisterAndReturnError:&error];
   return error_text(ok, error);
 }
 

@@ -9,6 +9,7 @@
 
 #include "app/app_ports.hpp"
 #include "app/launch_at_login_manager.hpp"
+#include "base/diagnostics_log.hpp"
 #include "base/executor.hpp"
 #include "catalog/app_item.hpp"
 #include "catalog/focused_application_monitor.hpp"
@@ -17,12 +18,20 @@
 #include "overlay/dock_expansion_gesture.hpp"
 #include "overlay/hover_monitor.hpp"
 #include "overlay/hover_monitor_control.hpp"
+#include "overlay/overlay_window_manager.hpp"
+#include "overlay/panel_frames.hpp"
+#include "app/platform_ports.hpp"
+#include "app/runtime.hpp"
 #include "platform/host_ports.hpp"
 #include "prefs/preference_store.hpp"
 #include "sound/sound_ports.hpp"
 #include "ui/system_appearance.hpp"
 
 namespace kolvo::platform {
+
+// The real Mac's ports, with nothing simulated: all the menu-bar application runs on. The
+// command-line tool's make_host_ports (host_ports_mac.cpp) starts from these.
+app::PlatformPorts make_mac_platform_ports(const HostIdentity& identity);
 
 // The application's user-defaults domain through CFPreferences, addressed by bundle
 // identifier so that the command-line tool and the app share one domain.
@@ -223,6 +232,63 @@ class MacHaptics final : public overlay::HapticPerformer {
   void perform_alignment() override;
 };
 
+// The panels at the edges and corners as AppKit windows: one non-activating, borderless panel
+// for each of the Hidden Dock's tray, the Edge Slider, the Corner Dial and the pressure cue,
+// floating above the menu bar on every Space and beside full-screen apps. Each goes where
+// `placement` says, on the display under the pointer, and is ordered front or out as the
+// pointer monitor says; a change of displays puts the open ones where they now belong.
+class MacOverlayWindowManager final : public overlay::OverlayWindowManager, public overlay::HapticPerformer {
+ public:
+  MacOverlayWindowManager(overlay::PanelPlacement placement, base::DiagnosticsLog& log);
+  ~MacOverlayWindowManager() override;
+  MacOverlayWindowManager(const MacOverlayWindowManager&) = delete;
+  MacOverlayWindowManager& operator=(const MacOverlayWindowManager&) = delete;
+
+  void show_hidden_dock(overlay::DockSide side, bool pinned) override;
+  void hide_hidden_dock() override;
+  bool is_hidden_dock_visible() const override { return tray_.has_value(); }
+  bool is_hidden_dock_pinned() const override { return tray_.has_value() && pinned_; }
+  overlay::DockSide last_open_side() const override { return last_side_; }
+  void show_slider(overlay::DockSide side, prefs::EdgeMode mode) override;
+  void hide_slider() override;
+  void show_dial(prefs::Corner corner, prefs::CornerControlMode mode) override;
+  void hide_dial() override;
+  void set_pressure_cue_visible(bool visible, overlay::DockSide side) override;
+  void close_all_panels() override;
+  void reveal_timer_control() override;
+  void start_calibration(std::function<void()> completed) override;
+
+  std::optional<dock::ScreenInfo> active_screen() const override;
+  void recompute_geometry() override;
+  void selected_display_disconnected() override;
+
+  void perform_alignment() override { haptics_.perform_alignment(); }
+
+ private:
+  enum class Kind { tray, slider, dial, cue };
+  // An open panel: the display it is on, and the side or corner it belongs to.
+  struct Open {
+    dock::ScreenInfo screen;
+    overlay::DockSide side = overlay::DockSide::left;
+    prefs::Corner corner = prefs::Corner::topLeft;
+  };
+  struct Panels;
+
+  std::optional<dock::ScreenInfo> pointer_screen() const;
+  dock::Rect frame_for(Kind kind, const Open& open);
+  void show(Kind kind, std::optional<Open>& slot, Open open);
+  void hide(Kind kind, std::optional<Open>& slot);
+  void replace(Kind kind, std::optional<Open>& slot);
+
+  overlay::PanelPlacement placement_;
+  base::DiagnosticsLog& log_;
+  MacHaptics haptics_;
+  std::unique_ptr<Panels> panels_;
+  std::optional<Open> tray_, slider_, dial_, cue_;
+  bool pinned_ = false;
+  overlay::DockSide last_side_ = overlay::DockSide::left;
+};
+
 // The pointer monitor with its global and local event monitors for pointer moves and left
 // drags; stopping removes them.
 class MacHoverMonitor final : public overlay::HoverMonitorControl {
@@ -253,6 +319,36 @@ class MacExpansionGestureMonitor {
  private:
   struct State;
   std::unique_ptr<State> state_;
+};
+
+// The menu-bar application's panels and pointer: AppKit panels placed over the runtime's
+// zones, and the global and local event monitors feeding the pointer monitor.
+class MacOverlayPlatform final : public app::OverlayPlatform {
+ public:
+  explicit MacOverlayPlatform(app::Runtime& runtime) : runtime_(runtime) {}
+
+  std::shared_ptr<overlay::OverlayWindowManager> make_panels() override {
+    panels_ = std::make_shared<MacOverlayWindowManager>(
+        overlay::PanelPlacement(runtime_.dock(), runtime_.hidden_dock().zones()), runtime_.log());
+    return panels_;
+  }
+  overlay::HapticPerformer& haptics() override {
+    return panels_ ? static_cast<overlay::HapticPerformer&>(*panels_) : haptics_;
+  }
+  std::shared_ptr<overlay::HoverMonitorControl> attach_pointer_monitors(
+      std::shared_ptr<overlay::HoverMonitor> monitor) override {
+    pointer_monitors_ = std::make_shared<MacHoverMonitor>(std::move(monitor));
+    return pointer_monitors_;
+  }
+  void install_pointer_monitors() override {
+    if (pointer_monitors_) pointer_monitors_->install();
+  }
+
+ private:
+  app::Runtime& runtime_;
+  MacHaptics haptics_;
+  std::shared_ptr<MacOverlayWindowManager> panels_;
+  std::shared_ptr<MacHoverMonitor> pointer_monitors_;
 };
 
 }  // namespace kolvo::platform

@@ -51,7 +51,8 @@ std::optional<PreferenceValue> from_property_list(id object) {
   }
   if ([object isKindOfClass:NSArray.class]) {
     PreferenceValue::Array array;
-    for (id element in (NSArray*)object) {
+    NSArray* elements = object;
+    for (id element in elements) {
       auto converted = from_property_list(element);
       if (!converted) return std::nullopt;
       array.push_back(std::move(*converted));
@@ -60,9 +61,10 @@ std::optional<PreferenceValue> from_property_list(id object) {
   }
   if ([object isKindOfClass:NSDictionary.class]) {
     PreferenceValue::Dictionary dictionary;
-    for (id key in (NSDictionary*)object) {
+    NSDictionary* entries = object;
+    for (id key in entries) {
       if (![key isKindOfClass:NSString.class]) return std::nullopt;
-      auto converted = from_property_list(((NSDictionary*)object)[key]);
+      auto converted = from_property_list(entries[key]);
       if (!converted) return std::nullopt;
       dictionary.emplace([key UTF8String], std::move(*converted));
     }

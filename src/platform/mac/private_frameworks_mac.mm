@@ -28,7 +28,8 @@ class MacKeyboardBrightnessClient final : public controls::KeyboardBrightnessCli
       id ids = reinterpret_cast<Copy>(objc_msgSend)(client_, NSSelectorFromString(@"copyKeyboardBacklightIDs"));
       if (![ids isKindOfClass:NSArray.class]) return std::nullopt;
       std::vector<std::uint64_t> out;
-      for (id number in (NSArray*)ids) {
+      NSArray* numbers = ids;
+      for (id number in numbers) {
         if ([number isKindOfClass:NSNumber.class]) out.push_back([number unsignedLongLongValue]);
       }
       return out;

@@ -3,6 +3,7 @@
 
 #include "platform/mac/mac_adapters.hpp"
 #include "platform/mac/notification_subscription.hpp"
+#include "platform/mac/objc_text.hpp"
 
 namespace kolvo::platform {
 namespace {
@@ -13,7 +14,7 @@ dock::KolvoDisplayIdentity identity_of(NSScreen* screen) {
   dock::KolvoDisplayIdentity identity;
   id number = screen.deviceDescription[@"NSScreenNumber"];
   if ([number isKindOfClass:NSNumber.class]) identity.cg_direct_display_id = [number unsignedIntValue];
-  identity.localized_name = screen.localizedName.UTF8String ?: "";
+  identity.localized_name = utf8(screen.localizedName);
   identity.screen_frame = rect_of(screen.frame);
   identity.backing_scale_factor = screen.backingScaleFactor;
   if (identity.cg_direct_display_id != 0) {

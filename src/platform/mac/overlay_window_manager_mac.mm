@@ -1,0 +1,194 @@
+#import <AppKit/AppKit.h>
+
+#include "platform/mac/mac_adapters.hpp"
+
+namespace kolvo::platform {
+namespace {
+
+NSRect ns_rect(const dock::Rect& r) { return NSMakeRect(r.x, r.y, r.width, r.height); }
+
+// A borderless panel that never activates Kolvo, so the frontmost application keeps its key
+// window while the pointer uses a panel. It floats above the menu bar, joins every Space and
+// shows beside full-screen windows, and stays when Kolvo is not active (which it never is).
+NSPanel* make_panel(CGFloat corner_radius, BOOL ignores_mouse) {
+  NSPanel* panel = [[NSPanel alloc] initWithContentRect:NSMakeRect(0, 0, 1, 1)
+                                              styleMask:NSWindowStyleMaskNonactivatingPanel | NSWindowStyleMaskBorderless
+                                                backing:NSBackingStoreBuffered
+                                                  defer:YES];
+  panel.level = NSStatusWindowLevel;
+  panel.collectionBehavior = NSWindowCollectionBehaviorCanJoinAllSpaces |
+                             NSWindowCollectionBehaviorFullScreenAuxiliary | NSWindowCollectionBehaviorStationary |
+                             NSWindowCollectionBehaviorIgnoresCycle;
+  panel.hidesOnDeactivate = NO;
+  panel.floatingPanel = YES;
+  panel.becomesKeyOnlyIfNeeded = YES;
+  panel.releasedWhenClosed = NO;
+  panel.opaque = NO;
+  panel.backgroundColor = NSColor.clearColor;
+  panel.hasShadow = YES;
+  panel.ignoresMouseEvents = ignores_mouse;
+  panel.animationBehavior = NSWindowAnimationBehaviorNone;
+
+  // Glass behind whatever the panel will draw.
+  NSVisualEffectView* glass = [[NSVisualEffectView alloc] initWithFrame:NSMakeRect(0, 0, 1, 1)];
+  glass.material = NSVisualEffectMaterialHUDWindow;
+  glass.blendingMode = NSVisualEffectBlendingModeBehindWindow;
+  glass.state = NSVisualEffectStateActive;
+  glass.autoresizingMask = NSViewWidthSizable | NSViewHeightSizable;
+  glass.wantsLayer = YES;
+  glass.layer.cornerRadius = corner_radius;
+  glass.layer.masksToBounds = YES;
+  panel.contentView = glass;
+  return panel;
+}
+
+}  // namespace
+
+struct MacOverlayWindowManager::Panels {
+  // The tray, slider and dial take the pointer; the cue only shows and lets it through to the
+  // corner it marks.
+  NSPanel* tray = make_panel(18, NO);
+  NSPanel* slider = make_panel(overlay::kEdgeSliderWidth / 2, NO);
+  NSPanel* dial = make_panel(overlay::kCornerDialSize / 2, NO);
+  NSPanel* cue = make_panel(overlay::kCornerStripHeight / 2, YES);
+
+  NSPanel* of(Kind kind) const {
+    switch (kind) {
+      case Kind::tray: return tray;
+      case Kind::slider: return slider;
+      case Kind::dial: return dial;
+      case Kind::cue: return cue;
+    }
+    return nil;
+  }
+};
+
+MacOverlayWindowManager::MacOverlayWindowManager(overlay::PanelPlacement placement, base::DiagnosticsLog& log)
+    : placement_(placement), log_(log), panels_(std::make_unique<Panels>()) {}
+
+MacOverlayWindowManager::~MacOverlayWindowManager() {
+  for (const Kind kind : {Kind::tray, Kind::slider, Kind::dial, Kind::cue}) [panels_->of(kind) orderOut:nil];
+}
+
+std::optional<dock::ScreenInfo> MacOverlayWindowManager::pointer_screen() const {
+  // Already in the bottom-left global space of the zones.
+  const NSPoint p = NSEvent.mouseLocation;
+  return placement_.screen_for_pointer({p.x, p.y});
+}
+
+dock::Rect MacOverlayWindowManager::frame_for(Kind kind, const Open& open) {
+  switch (kind) {
+    case Kind::tray: return placement_.tray_frame(open.screen, open.side);
+    case Kind::slider: return placement_.slider_frame(open.screen, open.side);
+    case Kind::dial: return placement_.dial_frame(open.screen, open.corner);
+    case Kind::cue: return placement_.pressure_cue(open.screen, open.side);
+  }
+  return {};
+}
+
+void MacOverlayWindowManager::show(Kind kind, std::optional<Open>& slot, Open open) {
+  const dock::Rect frame = frame_for(kind, open);
+  NSPanel* panel = panels_->of(kind);
+  [panel setFrame:ns_rect(frame) display:YES];
+  // Front without activating Kolvo: the panel is non-activating and the app stays inactive.
+  [panel orderFrontRegardless];
+  slot = std::move(open);
+}
+
+void MacOverlayWindowManager::hide(Kind kind, std::optional<Open>& slot) {
+  [panels_->of(kind) orderOut:nil];
+  slot.reset();
+}
+
+void MacOverlayWindowManager::replace(Kind kind, std::optional<Open>& slot) {
+  if (!slot) return;
+  if (auto now = placement_.same_display_now(slot->screen)) {
+    Open open = *slot;
+    open.screen = std::move(*now);
+    show(kind, slot, std::move(open));
+  } else {
+    // Its display is gone.
+    hide(kind, slot);
+  }
+}
+
+void MacOverlayWindowManager::show_hidden_dock(overlay::DockSide side, bool pinned) {
+  auto screen = pointer_screen();
+  if (!screen) {
+    log_.record("Overlay", "no display to open the Hidden Dock on");
+    return;
+  }
+  show(Kind::tray, tray_, {std::move(*screen), side, {}});
+  pinned_ = pinned;
+  last_side_ = side;
+}
+
+void MacOverlayWindowManager::hide_hidden_dock() {
+  hide(Kind::tray, tray_);
+  pinned_ = false;
+}
+
+void MacOverlayWindowManager::show_slider(overlay::DockSide side, prefs::EdgeMode) {
+  if (auto screen = pointer_screen()) show(Kind::slider, slider_, {std::move(*screen), side, {}});
+}
+
+void MacOverlayWindowManager::hide_slider() { hide(Kind::slider, slider_); }
+
+void MacOverlayWindowManager::show_dial(prefs::Corner corner, prefs::CornerControlMode) {
+  if (auto screen = pointer_screen()) show(Kind::dial, dial_, {std::move(*screen), {}, corner});
+}
+
+void MacOverlayWindowManager::hide_dial() { hide(Kind::dial, dial_); }
+
+void MacOverlayWindowManager::set_pressure_cue_visible(bool visible, overlay::DockSide side) {
+  if (!visible) {
+    hide(Kind::cue, cue_);
+    return;
+  }
+  if (auto screen = pointer_screen()) show(Kind::cue, cue_, {std::move(*screen), side, {}});
+}
+
+void MacOverlayWindowManager::close_all_panels() {
+  hide(Kind::tray, tray_);
+  hide(Kind::slider, slider_);
+  hide(Kind::dial, dial_);
+  hide(Kind::cue, cue_);
+  pinned_ = false;
+}
+
+void MacOverlayWindowManager::reveal_timer_control() {
+  const auto corner = placement_.timer_corner();
+  if (!corner) {
+    log_.record("Overlay", "the timer ended; no corner holds its dial");
+    return;
+  }
+  show_dial(*corner, prefs::CornerControlMode::timer);
+}
+
+void MacOverlayWindowManager::start_calibration(std::function<void()> completed) {
+  // The calibration window is not drawn yet; `kolvo dock calibrate` saves a calibration meanwhile.
+  log_.record("Overlay", "calibration window unavailable; use kolvo dock calibrate");
+  if (completed) completed();
+}
+
+std::optional<dock::ScreenInfo> MacOverlayWindowManager::active_screen() const {
+  for (const auto* open : {&tray_, &slider_, &dial_, &cue_}) {
+    if (*open) return (*open)->screen;
+  }
+  return std::nullopt;
+}
+
+void MacOverlayWindowManager::recompute_geometry() {
+  replace(Kind::tray, tray_);
+  if (!tray_) pinned_ = false;
+  replace(Kind::slider, slider_);
+  replace(Kind::dial, dial_);
+  replace(Kind::cue, cue_);
+}
+
+void MacOverlayWindowManager::selected_display_disconnected() {
+  // The display the panels open on is gone; they open again once the pointer finds the next.
+  close_all_panels();
+}
+
+}  // namespace kolvo::platform
