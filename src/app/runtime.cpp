@@ -8,30 +8,48 @@ std::unique_ptr<prefs::PreferenceStore> copy_if_read_only(const PlatformPorts& p
   return std::make_unique<prefs::MemoryPreferenceStore>(ports.prefs->all());
 }
 
-// The Dock's geometry asks the panels to rebuild; the pointer zones are built from the same
-// geometry, so they rebuild with them.
-class ZoneRebuildingGeometryClient final : public dock::DockGeometryClient {
+// The platform's panels, with the pointer zones rebuilt whenever the panels recompute their
+// geometry, whoever asks: the Dock's refresh, a setting's change or a display's. The zones
+// are built from the same settings and geometry, so they never lag behind what is drawn.
+class ZoneFollowingPanels final : public overlay::OverlayWindowManager {
  public:
-  // `monitor` is read at each rebuild: the monitor may be made after the Dock's refresh starts.
-  ZoneRebuildingGeometryClient(std::weak_ptr<overlay::OverlayWindowManager> panels,
-                               const std::shared_ptr<overlay::HoverMonitor>& monitor)
+  // `monitor` is read at each rebuild: the monitor is made after the panels.
+  ZoneFollowingPanels(std::shared_ptr<overlay::OverlayWindowManager> panels,
+                      const std::shared_ptr<overlay::HoverMonitor>& monitor)
       : panels_(std::move(panels)), monitor_(monitor) {}
 
-  std::optional<dock::ScreenInfo> active_screen() const override {
-    const auto panels = panels_.lock();
-    return panels ? panels->active_screen() : std::nullopt;
+  void show_hidden_dock(overlay::DockSide side, bool pinned) override { panels_->show_hidden_dock(side, pinned); }
+  void hide_hidden_dock() override { panels_->hide_hidden_dock(); }
+  bool is_hidden_dock_visible() const override { return panels_->is_hidden_dock_visible(); }
+  bool is_hidden_dock_pinned() const override { return panels_->is_hidden_dock_pinned(); }
+  overlay::DockSide last_open_side() const override { return panels_->last_open_side(); }
+  void show_slider(overlay::DockSide side, prefs::EdgeMode mode) override { panels_->show_slider(side, mode); }
+  void hide_slider() override { panels_->hide_slider(); }
+  void show_dial(prefs::Corner corner, prefs::CornerControlMode mode) override { panels_->show_dial(corner, mode); }
+  void hide_dial() override { panels_->hide_dial(); }
+  void set_pressure_cue_visible(bool visible, overlay::DockSide side) override {
+    panels_->set_pressure_cue_visible(visible, side);
   }
+  void close_all_panels() override { panels_->close_all_panels(); }
+  void reveal_timer_control() override { panels_->reveal_timer_control(); }
+  void start_calibration(std::function<void()> completed) override { panels_->start_calibration(std::move(completed)); }
+
+  std::optional<dock::ScreenInfo> active_screen() const override { return panels_->active_screen(); }
   void recompute_geometry() override {
-    if (const auto panels = panels_.lock()) panels->recompute_geometry();
-    if (monitor_) monitor_->rebuild_zones();
+    panels_->recompute_geometry();
+    rebuild_zones();
   }
   void selected_display_disconnected() override {
-    if (const auto panels = panels_.lock()) panels->selected_display_disconnected();
-    if (monitor_) monitor_->rebuild_zones();
+    panels_->selected_display_disconnected();
+    rebuild_zones();
   }
 
  private:
-  std::weak_ptr<overlay::OverlayWindowManager> panels_;
+  void rebuild_zones() {
+    if (monitor_) monitor_->rebuild_zones();
+  }
+
+  std::shared_ptr<overlay::OverlayWindowManager> panels_;
   const std::shared_ptr<overlay::HoverMonitor>& monitor_;
 };
 
@@ -43,7 +61,7 @@ class RuntimeComponents final : public AppComponents {
     return runtime_.ports().focused_application;
   }
   std::shared_ptr<overlay::OverlayWindowManager> make_overlay_window_manager() override {
-    return overlay_.make_panels();
+    return std::make_shared<ZoneFollowingPanels>(overlay_.make_panels(), monitor_);
   }
   std::shared_ptr<overlay::HoverMonitorControl> make_hover_monitor(
       std::weak_ptr<overlay::OverlayWindowManager> manager) override {
@@ -56,9 +74,8 @@ class RuntimeComponents final : public AppComponents {
   }
   std::shared_ptr<dock::DockRectRefreshControl> make_dock_rect_refresh_controller(
       std::weak_ptr<overlay::OverlayWindowManager> manager) override {
-    geometry_client_ = std::make_shared<ZoneRebuildingGeometryClient>(std::move(manager), monitor_);
     std::shared_ptr<dock::DockRectRefreshController> controller =
-        runtime_.dock().make_refresh_controller(geometry_client_);
+        runtime_.dock().make_refresh_controller(std::weak_ptr<dock::DockGeometryClient>(manager.lock()));
     controller->start();
     return controller;
   }
@@ -71,7 +88,6 @@ class RuntimeComponents final : public AppComponents {
   Runtime& runtime_;
   OverlayPlatform& overlay_;
   std::shared_ptr<overlay::HoverMonitor> monitor_;
-  std::shared_ptr<ZoneRebuildingGeometryClient> geometry_client_;
 };
 
 }  // namespace

@@ -9,6 +9,8 @@
 
 #include "app/app_ports.hpp"
 #include "app/launch_at_login_manager.hpp"
+#include "app/platform_ports.hpp"
+#include "app/runtime.hpp"
 #include "base/diagnostics_log.hpp"
 #include "base/executor.hpp"
 #include "catalog/app_item.hpp"
@@ -20,8 +22,6 @@
 #include "overlay/hover_monitor_control.hpp"
 #include "overlay/overlay_window_manager.hpp"
 #include "overlay/panel_frames.hpp"
-#include "app/platform_ports.hpp"
-#include "app/runtime.hpp"
 #include "platform/host_ports.hpp"
 #include "prefs/preference_store.hpp"
 #include "sound/sound_ports.hpp"

@@ -1,0 +1,117 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "app/runtime.hpp"
+#include "base/manual_executor.hpp"
+#include "platform/sim/simulated_desktop.hpp"
+#include "platform/sim/simulated_mac.hpp"
+#include "platform/sim/simulated_overlay.hpp"
+#include "support/settings_fixture.hpp"
+
+namespace kolvo::app {
+namespace {
+
+// Panels that record what they are told, and a pointer monitor the test can move.
+class RecordingOverlay final : public OverlayPlatform {
+ public:
+  std::shared_ptr<overlay::OverlayWindowManager> make_panels() override { return panels_; }
+  overlay::HapticPerformer& haptics() override { return *panels_; }
+  std::shared_ptr<overlay::HoverMonitorControl> attach_pointer_monitors(
+      std::shared_ptr<overlay::HoverMonitor> monitor) override {
+    monitor_ = monitor;
+    return monitor;
+  }
+  void install_pointer_monitors() override {}
+
+  std::vector<std::string> actions;
+  std::shared_ptr<overlay::HoverMonitor> monitor_;
+
+ private:
+  std::shared_ptr<sim::SimulatedOverlayWindowManager> panels_ =
+      std::make_shared<sim::SimulatedOverlayWindowManager>([this](std::string_view a) { actions.emplace_back(a); });
+};
+
+struct SimulatedMachine {
+  sim::SimulatedMac mac;
+  sim::SimulatedDesktop desktop{*sim::load_layout(std::nullopt, nullptr)};
+};
+
+PlatformPorts simulated_ports() {
+  auto machine = std::make_shared<SimulatedMachine>();
+  const auto share = [&machine](auto* part) { return std::shared_ptr<std::remove_pointer_t<decltype(part)>>(machine, part); };
+  return {.prefs = std::make_shared<prefs::MemoryPreferenceStore>(),
+          .process = nullptr,
+          .accessibility = share(&machine->mac),
+          .appearance = share(&machine->mac),
+          .audibility = share(&machine->mac),
+          .sounds = share(&machine->mac),
+          .login_items = share(&machine->mac),
+          .screens = share(&machine->desktop),
+          .running = share(&machine->desktop),
+          .elements = share(&machine->desktop),
+          .applications = share(&machine->desktop),
+          .focused_application = share(&machine->desktop),
+          .core_audio = share(&machine->mac),
+          .frameworks = share(&machine->mac),
+          .events = share(&machine->mac),
+          .scripts = share(&machine->mac),
+          .processes = share(&machine->mac),
+          .global_preferences = share(&machine->mac),
+          .windows = share(&machine->desktop),
+          .dock_domain = std::shared_ptr<const prefs::PreferenceStore>(machine, machine->desktop.dock_domain()),
+          .preferences_location = "memory",
+          .report_simulated_changes = {}};
+}
+
+bool saw(const std::vector<std::string>& actions, std::string_view action) {
+  return std::find(actions.begin(), actions.end(), action) != actions.end();
+}
+
+// The pointer zones are built from the settings and the Dock's geometry. Whatever platform
+// draws the panels, and whoever asks them to recompute, the zones must follow; the app used to
+// keep the zones it was launched with.
+TEST(RuntimeComponents, TheZonesFollowEveryRecomputeOfThePanels) {
+  base::ManualExecutor executor;
+  testing::FixedWallClock clock;
+  Runtime runtime(simulated_ports(), executor, clock, {.mode = Runtime::Mode::live, .log_mirror = {}});
+  RecordingOverlay overlay;
+  const auto components = runtime.make_components(overlay);
+  const auto panels = components->make_overlay_window_manager();
+  const auto control = components->make_hover_monitor(panels);
+  const auto refresh = components->make_dock_rect_refresh_controller(panels);
+  ASSERT_TRUE(overlay.monitor_);
+  executor.advance_seconds(1);
+
+  struct Case {
+    prefs::EdgeMode left;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {prefs::EdgeMode::volume, "show slider left volume"},
+      {prefs::EdgeMode::brightness, "show slider left brightness"},
+  };
+  for (const auto& c : cases) {
+    overlay.actions.clear();
+    runtime.settings().edge_modes().set_left_edge_mode(c.left);
+    // What the delegate does on the edge-mode notification.
+    panels->recompute_geometry();
+    executor.advance_seconds(0.5);
+    // Away from every zone, then into the trigger beside the left end of the Dock (464 … 1048).
+    for (const dock::Point p : {dock::Point{700, 500}, dock::Point{440, 30}, dock::Point{441, 30}}) {
+      overlay.monitor_->pointer_moved(p);
+      executor.advance_seconds(0.2);
+    }
+    executor.advance_seconds(1);
+    EXPECT_TRUE(saw(overlay.actions, c.expected)) << c.expected << " in " << ::testing::PrintToString(overlay.actions);
+    overlay.monitor_->pointer_moved({700, 500});
+    executor.advance_seconds(3);
+  }
+  refresh->stop();
+  control->stop();
+}
+
+}  // namespace
+}  // namespace kolvo::app
