@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include <nlohmann/json.hpp>
+
+namespace kolvo::base {
+
+// No file, preference or message the program reads nests anywhere near this deep (a Dock's
+// accessibility tree is about a dozen levels). Deeper text is refused before it is parsed, so
+// no later walk over the value (copying, comparing, printing) can run out of stack.
+inline constexpr std::size_t kMaximumJsonDepth = 512;
+
+// Whether no array or object in `text` lies deeper than `max_depth`, counted from 1 for the
+// outermost. One pass, no allocation; brackets inside strings do not count.
+bool json_depth_within(std::string_view text, std::size_t max_depth = kMaximumJsonDepth);
+
+// Parses JSON text. A value nested deeper than `max_depth` is refused like text that does not
+// parse; `error` (when given) then says which. Returns a discarded value on failure.
+template <typename Json = nlohmann::json>
+Json parse_json(std::string_view text, std::string* error = nullptr, std::size_t max_depth = kMaximumJsonDepth) {
+  if (!json_depth_within(text, max_depth)) {
+    if (error) *error = "it nests deeper than " + std::to_string(max_depth) + " levels";
+    return Json(nlohmann::json::value_t::discarded);
+  }
+  Json parsed = Json::parse(text.begin(), text.end(), nullptr, /*allow_exceptions=*/false);
+  if (parsed.is_discarded() && error) *error = "it is not valid JSON";
+  return parsed;
+}
+
+}  // namespace kolvo::base
