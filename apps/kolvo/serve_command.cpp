@@ -64,7 +64,7 @@ int run_serve(Arguments arguments) {
                                                                       .deck = nullptr});
 
   // Every store loads its keys at start, as on the Mac.
-  runtime.settings().load_all();
+  runtime.load_for_launch();
   delegate->did_finish_launching();
 
   app::RequestHandlers handlers(runtime);

@@ -44,7 +44,7 @@ struct MacApplication {
 
 - (void)applicationDidFinishLaunching:(NSNotification*)notification {
   _application = std::make_unique<kolvo::mac::MacApplication>();
-  _application->runtime.settings().load_all();
+  _application->runtime.load_for_launch();
   _application->delegate.did_finish_launching();
 }
 

@@ -115,6 +115,11 @@ Runtime::Runtime(PlatformPorts ports, base::Executor& main, const base::WallCloc
                                   .elements = *ports_.elements},
             prefs_, center_, main_, log_, settings_.alignment(), clock_) {}
 
+void Runtime::load_for_launch() {
+  settings_.load_all();
+  dock_.store().finish_migration();
+}
+
 std::optional<std::string> Runtime::frontmost_bundle_id() const {
   return ports_.focused_application ? ports_.focused_application->frontmost_bundle_id() : std::nullopt;
 }

@@ -50,6 +50,10 @@ class Runtime {
   // Made at first use: the timer restores itself from the preferences when made.
   controls::ControlServices& controls();
 
+  // What the program does once when it really starts, before launch: every store loads its
+  // keys, and the migrations that rewrite older keys are written.
+  void load_for_launch();
+
   // The frontmost application's bundle identifier, Kolvo itself never counted.
   std::optional<std::string> frontmost_bundle_id() const;
 

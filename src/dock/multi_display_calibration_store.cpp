@@ -122,8 +122,13 @@ void MultiDisplayCalibrationStore::load() {
       break;
     }
   }
-  prefs::keep_before_replacing(prefs_, prefs::keys::kMultiDisplayCalibration, log_);
-  write();
+  // The new store is written when the program really starts (finish_migration), never by a
+  // command that only looks or that came to change something else.
+  migration_pending_ = true;
+}
+
+void MultiDisplayCalibrationStore::finish_migration() {
+  if (migration_pending_) write();
 }
 
 std::optional<DockCalibration> MultiDisplayCalibrationStore::legacy_calibration() const {
@@ -135,6 +140,11 @@ std::optional<DockCalibration> MultiDisplayCalibrationStore::legacy_calibration(
 }
 
 void MultiDisplayCalibrationStore::write() {
+  if (migration_pending_) {
+    // What the migration replaces is kept first, however the first write comes about.
+    migration_pending_ = false;
+    prefs::keep_before_replacing(prefs_, prefs::keys::kMultiDisplayCalibration, log_);
+  }
   prefs_.set(prefs::keys::kMultiDisplayCalibration,
              to_data(to_json(StoredCalibrations{calibrations_.get(), display_mode_.get(), identities_})));
 }

@@ -51,6 +51,10 @@ class MultiDisplayCalibrationStore {
 
   void attach_cache(DockRectCacheControl* cache) { cache_ = cache; }
 
+  // Loading adopts the older single-display record in memory; this writes the migrated store,
+  // once, at the program's start.
+  void finish_migration();
+
   // The key this display's calibration is stored under, if any.
   std::optional<std::string> calibration_key(const KolvoDisplayIdentity& identity) const;
   std::optional<ScreenInfo> screen_for_key(const std::string& key, const std::vector<ScreenInfo>& screens) const;
@@ -81,6 +85,7 @@ class MultiDisplayCalibrationStore {
   base::NotificationCenter& center_;
   const ScreensPort& screens_;
   base::DiagnosticsLog& log_;
+  bool migration_pending_ = false;
   DockRectCacheControl* cache_ = nullptr;
   base::Observable<Calibrations> calibrations_;
   base::Observable<KolvoDisplayMode> display_mode_{AutomaticDisplay{}};

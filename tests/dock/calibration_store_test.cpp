@@ -148,7 +148,10 @@ TEST(CalibrationStore, MigratesTheOlderSingleRecordToTheDisplayItWasMadeOn) {
     if (c.key) {
       EXPECT_EQ(calibrations.at(*c.key), legacy) << c.name;
     }
-    // The new store is written either way, and the older key is left where it was.
+    // Loading only adopts it; the new store is written at the program's start, either way, and
+    // the older key is left where it was.
+    EXPECT_EQ(f.settings.prefs.write_count(), 0) << c.name;
+    f.services->store().finish_migration();
     EXPECT_TRUE(f.settings.prefs.value(prefs::keys::kMultiDisplayCalibration)) << c.name;
     EXPECT_TRUE(f.settings.prefs.value(prefs::keys::kDockCalibration)) << c.name;
   }
@@ -161,6 +164,7 @@ TEST(CalibrationStore, AnUndecodableStoreIsKeptAsABackupBeforeMigrationWritesOve
                     {{"com.kolvo.multiDisplayCalibration", prefs::PreferenceData(garbage.begin(), garbage.end())},
                      {"com.kolvo.dockCalibration", data_of(to_json(calibration_for(laptop, {416, 0, 680, 70})))}});
   EXPECT_EQ(f.services->store().calibrations().size(), 1u);
+  f.services->store().finish_migration();
   EXPECT_EQ(f.settings.prefs.value("com.kolvo.multiDisplayCalibration.backup"),
             prefs::PreferenceValue(prefs::PreferenceData(garbage.begin(), garbage.end())));
 

@@ -62,6 +62,33 @@ TEST_F(KolvoCli, PrefsWriteRefusesBadValuesAndLeavesTheFileAlone) {
   EXPECT_NE(kolvo("prefs read com.kolvo.deckEnabled").exit_code, 0);
 }
 
+// A legacy calibration made on a display this desk does not have waits in the file for that
+// display to come back. Looking at anything, or changing something else, must not migrate it
+// into an empty store; only a real start does.
+TEST_F(KolvoCli, ReadingCommandsAndUnrelatedChangesNeverWriteTheFile) {
+  const std::string legacy = R"({"dockMinX":2000,"dockMinY":-200,"dockWidth":900,"dockHeight":80,)"
+                             R"("screenMinX":1512,"screenMinY":-200,"screenWidth":2560,"screenHeight":1440,)"
+                             R"("dockPosition":"bottom","createdAt":700000000})";
+  std::string hex;
+  for (const unsigned char c : legacy) {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    hex += kDigits[c >> 4];
+    hex += kDigits[c & 15];
+  }
+  ASSERT_EQ(kolvo("prefs write com.kolvo.dockCalibration -data " + hex).exit_code, 0);
+  ASSERT_EQ(kolvo("timer set 5").exit_code, 0);
+  const std::string before = read(prefs_file());
+  for (const char* command : {"prefs read com.kolvo.dockCalibration", "prefs read", "settings", "settings --json",
+                              "dock", "dock --json", "diagnostics", "timer", "timer status --json",
+                              "control volume", "control brightness", "control output", "control dark",
+                              "control volume 0.3", "control snap leftHalf", "control tab 1"}) {
+    const CommandResult run = kolvo(command);
+    EXPECT_EQ(run.exit_code, 0) << command << ": " << run.err;
+    EXPECT_EQ(read(prefs_file()), before) << command;
+  }
+  EXPECT_EQ(before.find("multiDisplayCalibration"), std::string::npos);
+}
+
 TEST_F(KolvoCli, ServeStartsOverACorruptFileKeepsItAsideAndStopsOnSigterm) {
   std::ofstream(prefs_file()) << "{\"com.kolvo.deckEnabled\": tru";
   start_serve();
