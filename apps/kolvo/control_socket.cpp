@@ -9,6 +9,7 @@
 #include <asio/write.hpp>
 #include <nlohmann/json.hpp>
 
+#include "base/json_text.hpp"
 #include "cli.hpp"
 
 namespace kolvo::host {
@@ -140,7 +141,7 @@ std::string encode_control_request(const std::vector<std::string>& words) {
 }
 
 std::optional<std::vector<std::string>> decode_control_request(const std::string& line) {
-  const json request = json::parse(line, nullptr, /*allow_exceptions=*/false);
+  const json request = base::parse_json(line);
   if (!request.is_object() || !request.contains("arguments") || !request["arguments"].is_array()) return std::nullopt;
   std::vector<std::string> words;
   for (const auto& word : request["arguments"]) {
@@ -157,7 +158,7 @@ std::string encode_control_reply(const app::Reply& reply) {
 }
 
 std::optional<app::Reply> decode_control_reply(const std::string& line) {
-  const json reply = json::parse(line, nullptr, /*allow_exceptions=*/false);
+  const json reply = base::parse_json(line);
   if (!reply.is_object() || !reply.contains("exitCode") || !reply["exitCode"].is_number_integer() ||
       !reply.value("output", json()).is_string() || !reply.value("error", json()).is_string()) {
     return std::nullopt;

@@ -17,6 +17,12 @@ inline constexpr std::size_t kMaximumJsonDepth = 512;
 // outermost. One pass, no allocation; brackets inside strings do not count.
 bool json_depth_within(std::string_view text, std::size_t max_depth = kMaximumJsonDepth);
 
+// Bytes (a preference's data) viewed as the text they hold.
+template <typename Bytes>
+std::string_view text_of(const Bytes& bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
 // Parses JSON text. A value nested deeper than `max_depth` is refused like text that does not
 // parse; `error` (when given) then says which. Returns a discarded value on failure.
 template <typename Json = nlohmann::json>

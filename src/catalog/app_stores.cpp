@@ -1,4 +1,5 @@
 #include "catalog/app_stores.hpp"
+#include "base/json_text.hpp"
 
 #include <algorithm>
 #include <set>
@@ -17,7 +18,7 @@ prefs::PreferenceData to_data(const nlohmann::ordered_json& json) {
 std::optional<nlohmann::json> stored_json(const prefs::PreferenceStore& prefs, std::string_view key) {
   const auto data = prefs.read_data(key);
   if (!data.is_present()) return std::nullopt;
-  auto json = nlohmann::json::parse(data.value.begin(), data.value.end(), nullptr, /*allow_exceptions=*/false);
+  auto json = base::parse_json(base::text_of(data.value));
   if (json.is_discarded()) return std::nullopt;
   return json;
 }

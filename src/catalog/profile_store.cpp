@@ -1,4 +1,5 @@
 #include "catalog/profile_store.hpp"
+#include "base/json_text.hpp"
 
 #include <algorithm>
 
@@ -93,7 +94,7 @@ std::optional<KolvoProfile> profile_from_json(const nlohmann::json& json, std::s
 ProfileStore::ProfileStore(prefs::PreferenceStore& prefs, base::DiagnosticsLog& log) : prefs_(prefs) {
   const auto data = prefs.read_data(prefs::keys::kAppProfiles);
   if (data.is_present()) {
-    const auto json = nlohmann::json::parse(data.value.begin(), data.value.end(), nullptr, false);
+    const auto json = base::parse_json(base::text_of(data.value));
     if (json.is_array()) {
       std::vector<KolvoProfile> profiles;
       for (const auto& entry : json) {

@@ -1,4 +1,5 @@
 #include "dock/multi_display_calibration_store.hpp"
+#include "base/json_text.hpp"
 
 #include <cmath>
 
@@ -12,7 +13,7 @@ namespace {
 constexpr double kScaleTolerance = 0.01;
 
 std::optional<nlohmann::json> parse_data(const prefs::PreferenceData& data) {
-  auto json = nlohmann::json::parse(data.begin(), data.end(), nullptr, /*allow_exceptions=*/false);
+  auto json = base::parse_json(base::text_of(data));
   if (json.is_discarded()) return std::nullopt;
   return json;
 }

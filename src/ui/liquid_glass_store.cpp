@@ -1,4 +1,5 @@
 #include "ui/liquid_glass_store.hpp"
+#include "base/json_text.hpp"
 
 #include "prefs/replaced_value.hpp"
 #include "prefs/settings_keys.hpp"
@@ -18,7 +19,7 @@ prefs::PreferenceData encode(const LiquidGlassConfiguration& configuration) {
 }
 
 std::optional<LiquidGlassConfiguration> decode(const prefs::PreferenceData& data) {
-  const auto json = nlohmann::json::parse(data.begin(), data.end(), nullptr, /*allow_exceptions=*/false);
+  const auto json = base::parse_json(base::text_of(data));
   if (json.is_discarded()) return std::nullopt;
   return liquid_glass_from_json(json);
 }

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cmath>
 #include <cstring>
 #include <ctime>
 #include <fstream>
@@ -14,6 +15,7 @@
 
 #include "base/base64.hpp"
 #include "base/date_time.hpp"
+#include "base/json_text.hpp"
 
 namespace kolvo::platform {
 namespace fs = std::filesystem;
@@ -62,6 +64,90 @@ std::string timestamp_for_file_name() {
   return buffer;
 }
 
+// A number too large for a double (1e400) makes the whole text unparsable, which would cost
+// every other key its value. Each such number is carried through parsing as a string with this
+// mark, reads as unset, and is written back as the number it was.
+constexpr std::string_view kUnrepresentableNumber = "\x01kolvo-unrepresentable-number:";
+
+// The mark as it stands in JSON text, opening quote included.
+std::string quoted_mark() {
+  const std::string dumped = ordered_json(std::string(kUnrepresentableNumber)).dump();
+  return dumped.substr(0, dumped.size() - 1);
+}
+
+bool is_number_char(char c) {
+  return (c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.' || c == 'e' || c == 'E';
+}
+
+std::string mark_unrepresentable_numbers(const std::string& text) {
+  std::string out;
+  bool in_string = false;
+  bool escaped = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i];
+    if (in_string) {
+      out += c;
+      if (escaped) {
+        escaped = false;
+      } else if (c == '\\') {
+        escaped = true;
+      } else if (c == '"') {
+        in_string = false;
+      }
+      continue;
+    }
+    if (c == '"') in_string = true;
+    if (c != '-' && (c < '0' || c > '9')) {
+      out += c;
+      continue;
+    }
+    std::size_t end = i;
+    while (end < text.size() && is_number_char(text[end])) ++end;
+    const std::string token = text.substr(i, end - i);
+    if (std::isinf(std::strtod(token.c_str(), nullptr))) {
+      out += quoted_mark() + token + '"';
+    } else {
+      out += token;
+    }
+    i = end - 1;
+  }
+  return out;
+}
+
+// The file's text with each marked number put back as written.
+std::string unmark_unrepresentable_numbers(std::string text) {
+  const std::string mark = quoted_mark();
+  for (std::size_t at = text.find(mark); at != std::string::npos; at = text.find(mark, at)) {
+    const std::size_t token_start = at + mark.size();
+    const std::size_t close = text.find('"', token_start);
+    if (close == std::string::npos) break;
+    const std::string token = text.substr(token_start, close - token_start);
+    text.replace(at, close + 1 - at, token);
+    at += token.size();
+  }
+  return text;
+}
+
+bool holds_unrepresentable(const ordered_json& json, std::string& token) {
+  if (json.is_string()) {
+    const auto& text = json.get_ref<const std::string&>();
+    if (!text.starts_with(kUnrepresentableNumber)) return false;
+    token = text.substr(kUnrepresentableNumber.size());
+    return true;
+  }
+  if (json.is_structured()) {
+    for (const auto& element : json) {
+      if (holds_unrepresentable(element, token)) return true;
+    }
+  }
+  return false;
+}
+
+// Data holding JSON shallower than this is written as that JSON, readable and editable in
+// place; deeper JSON, whose indentation would grow the file far beyond what was written, stays
+// base64 like any other data.
+constexpr std::size_t kReadableDataDepth = 16;
+
 }  // namespace
 
 ordered_json to_file_json(const PreferenceValue& value) {
@@ -73,7 +159,9 @@ ordered_json to_file_json(const PreferenceValue& value) {
     ordered_json operator()(const prefs::PreferenceData& data) const {
       // Data that holds a JSON object or array (calibrations, profiles, slots) is written as
       // that JSON, so a person can read and edit it; anything else as base64.
-      if (!data.empty() && (data.front() == '{' || data.front() == '[')) {
+      const std::string_view text = base::text_of(data);
+      if (!data.empty() && (data.front() == '{' || data.front() == '[') &&
+          base::json_depth_within(text, kReadableDataDepth)) {
         auto json = ordered_json::parse(data.begin(), data.end(), nullptr, /*allow_exceptions=*/false);
         if (!json.is_discarded() && json.dump() == std::string(data.begin(), data.end())) return {{"$json", json}};
       }
@@ -106,7 +194,10 @@ std::optional<PreferenceValue> from_file_json(const ordered_json& json) {
       return PreferenceValue(static_cast<std::int64_t>(value));
     }
     case ordered_json::value_t::number_float: return PreferenceValue(json.get<double>());
-    case ordered_json::value_t::string: return PreferenceValue(json.get<std::string>());
+    case ordered_json::value_t::string: {
+      if (json.get_ref<const std::string&>().starts_with(kUnrepresentableNumber)) return std::nullopt;
+      return PreferenceValue(json.get<std::string>());
+    }
     case ordered_json::value_t::array: {
       PreferenceValue::Array array;
       for (const auto& element : json) {
@@ -148,8 +239,14 @@ JsonFilePreferenceStore::JsonFilePreferenceStore(fs::path file, Warn warn)
   Loaded loaded = load_file();
   if (loaded.state == FileState::valid) document_ = std::move(loaded.document);
   if (loaded.state == FileState::corrupt && warn_) {
-    warn_("The preferences file " + file_.string() +
-          " could not be read; starting from the defaults. It will be kept aside, not overwritten.");
+    warn_("The preferences file " + file_.string() + " could not be read (" + loaded.problem +
+          "); starting from the defaults. It will be kept aside, not overwritten.");
+  }
+  if (warn_) {
+    for (const auto& [key, token] : loaded.unrepresentable) {
+      warn_("The preference " + key + " in " + file_.string() + " holds the number " + token +
+            ", which is too large to use; its default applies, and the value is kept as written.");
+    }
   }
 }
 
@@ -179,9 +276,16 @@ JsonFilePreferenceStore::Loaded JsonFilePreferenceStore::load_file() const {
   const std::string text = buffer.str();
   // An empty file is what a crash before the first write leaves; nothing is lost by it.
   if (text.find_first_not_of(" \t\r\n") == std::string::npos) return {FileState::missing, ordered_json::object()};
-  ordered_json document = ordered_json::parse(text, nullptr, /*allow_exceptions=*/false);
-  if (document.is_discarded() || !document.is_object()) return {FileState::corrupt, ordered_json::object()};
-  return {FileState::valid, std::move(document)};
+  std::string problem;
+  ordered_json document = base::parse_json<ordered_json>(mark_unrepresentable_numbers(text), &problem);
+  if (document.is_discarded()) return {FileState::corrupt, ordered_json::object(), problem, {}};
+  if (!document.is_object()) return {FileState::corrupt, ordered_json::object(), "it is not a JSON object", {}};
+  Loaded loaded{FileState::valid, std::move(document), {}, {}};
+  for (const auto& [key, value] : loaded.document.items()) {
+    std::string token;
+    if (holds_unrepresentable(value, token)) loaded.unrepresentable.emplace_back(key, token);
+  }
+  return loaded;
 }
 
 std::optional<PreferenceValue> JsonFilePreferenceStore::value(std::string_view key) const {
@@ -243,7 +347,7 @@ void JsonFilePreferenceStore::update(std::string_view key, const std::optional<P
 
 bool JsonFilePreferenceStore::write_file(const ordered_json& document) {
   const fs::path temporary = file_.string() + ".tmp-" + std::to_string(::getpid());
-  const std::string text = document.dump(2) + "\n";
+  const std::string text = unmark_unrepresentable_numbers(document.dump(2)) + "\n";
   const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   if (fd < 0) return false;
   const bool written = write_all(fd, text) && ::fsync(fd) == 0;

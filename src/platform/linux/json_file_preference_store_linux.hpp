@@ -4,6 +4,8 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 #include <string_view>
 
 #include <nlohmann/json.hpp>
@@ -50,6 +52,10 @@ class JsonFilePreferenceStore final : public prefs::PreferenceStore {
   struct Loaded {
     FileState state;
     nlohmann::ordered_json document;
+    // Why a corrupt file could not be read, as the end of a sentence.
+    std::string problem;
+    // Top-level keys holding a number too large for a double, with the number as written.
+    std::vector<std::pair<std::string, std::string>> unrepresentable;
   };
 
   Loaded load_file() const;

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "base/json_reader.hpp"
+#include "base/json_text.hpp"
 #include "controls/keyboard_controllers.hpp"
 
 namespace kolvo::sim {
@@ -366,8 +367,9 @@ SimulatedLayout SimulatedLayout::built_in() {
 
 std::optional<SimulatedLayout> parse_layout(const std::string& text, std::string* error) {
   Failure fail(error);
-  const json document = json::parse(text, nullptr, /*allow_exceptions=*/false);
-  if (document.is_discarded()) return fail("layout", "not valid JSON"), std::nullopt;
+  std::string problem;
+  const json document = base::parse_json(text, &problem);
+  if (document.is_discarded()) return fail("layout", problem), std::nullopt;
   if (!document.is_object()) return fail("layout", "expected an object"), std::nullopt;
 
   SimulatedLayout layout;

@@ -131,3 +131,65 @@ TEST_F(JsonFilePreferenceStoreTest, DefaultPathFollowsXdgConfigHome) {
 
 }  // namespace
 }  // namespace kolvo::platform
+
+namespace kolvo::platform {
+namespace {
+
+// Hostile files: each costs at most its own key, never the whole domain, and never crashes.
+TEST_F(JsonFilePreferenceStoreTest, ANumberTooLargeCostsOnlyItsOwnKeyAndIsKeptAsWritten) {
+  for (const char* number : {"1e400", "-1e400", "123e999999"}) {
+    warnings_.clear();
+    write_raw(std::string(R"({"com.kolvo.deckEnabled": true, "com.kolvo.alignmentEdgeOffset": )") + number +
+              R"(, "list": [1, )" + number + R"(], "text": "1e400"})");
+    auto store = open();
+    EXPECT_EQ(store.value("com.kolvo.deckEnabled"), PreferenceValue(true)) << number;
+    EXPECT_EQ(store.value("text"), PreferenceValue("1e400")) << number;
+    EXPECT_FALSE(store.value("com.kolvo.alignmentEdgeOffset")) << number;
+    EXPECT_FALSE(store.value("list")) << number;
+    EXPECT_EQ(store.all().size(), 2u) << number;
+    ASSERT_EQ(warnings_.size(), 2u) << number;
+    EXPECT_NE(warnings_[0].find(std::string("holds the number ") + number), std::string::npos) << warnings_[0];
+    // Writing another key keeps the unusable ones exactly as the user wrote them.
+    store.set("other", std::int64_t{1});
+    const std::string text = read_raw(file_);
+    EXPECT_NE(text.find(std::string("\"com.kolvo.alignmentEdgeOffset\": ") + number), std::string::npos) << text;
+    EXPECT_NE(text.find(number + std::string("\n")), std::string::npos) << text;
+    EXPECT_EQ(text.find("unrepresentable"), std::string::npos) << text;
+    EXPECT_TRUE(fs::exists(file_));
+    EXPECT_EQ(open().value("other"), PreferenceValue(std::int64_t{1}));
+  }
+}
+
+TEST_F(JsonFilePreferenceStoreTest, NestingBeyondTheLimitIsRefusedByNameAndSetAside) {
+  write_raw(std::string(20'000, '[') + std::string(20'000, ']'));
+  auto store = open();
+  EXPECT_TRUE(store.all().empty());
+  ASSERT_EQ(warnings_.size(), 1u);
+  EXPECT_NE(warnings_[0].find(file_.string()), std::string::npos) << warnings_[0];
+  EXPECT_NE(warnings_[0].find("deeper than 512 levels"), std::string::npos) << warnings_[0];
+  store.set("k", true);
+  EXPECT_EQ(open().value("k"), PreferenceValue(true));
+}
+
+TEST_F(JsonFilePreferenceStoreTest, DataStaysDataSoTheFileGrowsOnlyWithWhatWasWritten) {
+  struct Case {
+    std::size_t depth;
+    bool readable;
+  };
+  for (const Case c : {Case{3, true}, Case{16, true}, Case{17, false}, Case{10'000, false}}) {
+    const std::string text = std::string(c.depth, '[') + std::string(c.depth, ']');
+    const prefs::PreferenceData data(text.begin(), text.end());
+    {
+      auto store = open();
+      store.set("com.kolvo.appProfiles", data);
+    }
+    const std::string file = read_raw(file_);
+    EXPECT_EQ(file.find("$json") != std::string::npos, c.readable) << c.depth;
+    // Readable JSON costs at most its indentation (two spaces a level) per line.
+    EXPECT_LT(file.size(), (c.readable ? 40 : 2) * text.size() + 600) << c.depth;
+    EXPECT_EQ(open().value("com.kolvo.appProfiles"), PreferenceValue(data)) << c.depth;
+  }
+}
+
+}  // namespace
+}  // namespace kolvo::platform
