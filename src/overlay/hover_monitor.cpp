@@ -46,13 +46,16 @@ void HoverMonitor::pointer_moved(Point p) {
 
   const DisplayZones* display = layout_.display_for(p);
   if (!display) {
+    // On a display that does not react, open panels still hide as they do anywhere else.
+    leave_dial();
+    handle_slider_leaving(p);
     cancel_pressure_reveal(*manager);
     if (manager->is_hidden_dock_visible()) leave_to_outside();
     last_zone_ = HoverZone::outside;
     return;
   }
   if (handle_dials(*display, p, *manager)) return;
-  handle_slider_leaving(*display, p);
+  handle_slider_leaving(p);
 
   // The tray only counts while the Hidden Dock is really open.
   if (!manager->is_hidden_dock_visible()) open_side_.reset();
@@ -64,7 +67,7 @@ void HoverMonitor::pointer_moved(Point p) {
   if (is_trigger(previous) && pressure_reveal_.is_pending() && !is_trigger(zone)) cancel_pressure_reveal(*manager);
   if (is_trigger(zone)) {
     hide_work_.cancel();
-    open_side(zone == HoverZone::leftTrigger ? Side::left : Side::right, *manager);
+    open_side(zone == HoverZone::leftTrigger ? Side::left : Side::right, *display, *manager);
   } else if (zone == HoverZone::tray) {
     hide_work_.cancel();
   } else if (previous == HoverZone::tray || is_trigger(previous)) {
@@ -83,19 +86,23 @@ bool HoverMonitor::handle_dials(const DisplayZones& display, Point p, OverlayWin
     }
     return true;
   }
+  leave_dial();
+  return false;
+}
+
+void HoverMonitor::leave_dial() {
   if (active_corner_ && !corner_hide_.is_pending()) {
     corner_hide_.start(base::seconds(kDialHideDelay), [this] {
       active_corner_.reset();
       if (auto m = manager_.lock()) m->hide_dial();
     });
   }
-  return false;
 }
 
-void HoverMonitor::handle_slider_leaving(const DisplayZones& display, Point p) {
+void HoverMonitor::handle_slider_leaving(Point p) {
   if (!active_slider_) return;
-  const std::size_t i = *active_slider_ == Side::left ? 0 : 1;
-  if (contains_pointer(display.corner_strips[i], p)) {
+  // The strip of the display the slider opened on, wherever the pointer is now.
+  if (contains_pointer(slider_strip_, p)) {
     slider_hide_.cancel();
   } else if (!slider_hide_.is_pending()) {
     slider_hide_.start(base::seconds(kSliderHideDelay), [this] {
@@ -105,11 +112,12 @@ void HoverMonitor::handle_slider_leaving(const DisplayZones& display, Point p) {
   }
 }
 
-void HoverMonitor::open_side(Side side, OverlayWindowManager& manager) {
+void HoverMonitor::open_side(Side side, const DisplayZones& display, OverlayWindowManager& manager) {
   const ZoneSettings& settings = layout_.settings;
   if (settings.has_slider(side)) {
     cancel_pressure_reveal(manager);
     slider_hide_.cancel();
+    slider_strip_ = display.corner_strips[side == Side::left ? 0 : 1];
     if (active_slider_ != side) {
       active_slider_ = side;
       manager.show_slider(side, settings.edge_mode(side));

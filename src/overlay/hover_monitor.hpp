@@ -48,8 +48,10 @@ class HoverMonitor final : public overlay::HoverMonitorControl {
 
  private:
   bool handle_dials(const DisplayZones& display, Point p, OverlayWindowManager& manager);
-  void handle_slider_leaving(const DisplayZones& display, Point p);
-  void open_side(Side side, OverlayWindowManager& manager);
+  void handle_slider_leaving(Point p);
+  // An open dial starts hiding once the pointer is off its square.
+  void leave_dial();
+  void open_side(Side side, const DisplayZones& display, OverlayWindowManager& manager);
   void cancel_pressure_reveal(OverlayWindowManager& manager);
   void leave_to_outside();
 
@@ -66,6 +68,7 @@ class HoverMonitor final : public overlay::HoverMonitorControl {
   bool has_played_pressure_haptic_ = false;
   std::optional<Side> pressure_side_;
   std::optional<Side> active_slider_;
+  Rect slider_strip_;
   std::optional<prefs::Corner> active_corner_;
   std::optional<Side> open_side_;
   bool suspended_ = false;

@@ -244,3 +244,41 @@ TEST(HoverMonitor, APinnedHiddenDockIsNotHiddenByThePointer) {
 
 }  // namespace
 }  // namespace kolvo::overlay
+
+namespace kolvo::overlay {
+namespace {
+
+// Two displays side by side, only the left one reacting (the selected display). A slider opened
+// there belongs to its strip: resting in the same strip of the other display must not keep it.
+TEST(HoverMonitor, ASliderHidesByTheStripOfItsOwnDisplay) {
+  ZoneSettings settings;
+  settings.left_edge_mode = EdgeMode::volume;
+  ZoneLayout two = layout_for(settings);
+  const Rect right{1512, 0, 1512, 982};
+  const auto geometry = dock::make_dock_geometry(
+      right, {{1976, 0, 584, 70}, dock::DockRectSource::defaultsEstimate, dock::DockPosition::bottom, false});
+  two.displays.push_back(make_display_zones(right, geometry, 6, 0));
+  two.displays.back().reacts = false;
+  two.single_display = false;
+
+  struct Case {
+    const char* name;
+    double rest_x;  // where the pointer rests after opening the slider, in a left corner strip
+    bool hides;
+  };
+  for (const Case& c : {Case{"own display's strip", 20, false}, Case{"the other display's strip", 1530, true}}) {
+    Harness h(settings);
+    h.zones = FixedZones(two);
+    h.monitor->rebuild_zones();
+    h.moves({{0.0, 700, 500}, {0.1, 440, 30}, {0.2, c.rest_x, 2}, {0.6, c.rest_x, 3}, {1.0, c.rest_x, 2},
+             {1.4, c.rest_x, 3}, {1.8, c.rest_x, 2}});
+    const Actions actions = h.settle();
+    ASSERT_FALSE(actions.empty()) << c.name;
+    EXPECT_EQ(actions.front(), "0.10 show slider left volume") << c.name;
+    const bool hid = std::find(actions.begin(), actions.end(), "1.40 hide slider") != actions.end();
+    EXPECT_EQ(hid, c.hides) << c.name << ": " << ::testing::PrintToString(actions);
+  }
+}
+
+}  // namespace
+}  // namespace kolvo::overlay
