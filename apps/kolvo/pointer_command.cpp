@@ -1,3 +1,4 @@
+#include <cmath>
 #include <cstdio>
 #include <iostream>
 #include <sstream>
@@ -7,6 +8,7 @@
 #include "cli.hpp"
 #include "host_runtime.hpp"
 #include "overlay/hover_monitor.hpp"
+#include "overlay/zone_rebuilder.hpp"
 #include "platform/sim/simulated_overlay.hpp"
 
 namespace kolvo::host {
@@ -14,6 +16,10 @@ namespace {
 
 // After the last move, pending hides and reveals still happen; this covers the longest.
 constexpr double kSettleSeconds = 5.0;
+
+// The virtual clock counts nanoseconds in 64 bits; a trace reaches at most this far, well
+// within what it holds (about 292 years).
+constexpr double kLatestTime = 1e9;
 
 struct Action {
   double time;
@@ -41,7 +47,13 @@ int run_pointer(Arguments arguments) {
   auto overlay = std::make_shared<sim::SimulatedOverlayWindowManager>([&](std::string_view action) {
     actions.push_back({std::chrono::duration<double>(clock.now() - start).count(), std::string(action)});
   });
-  overlay::HoverMonitor monitor(clock, overlay, *overlay, runtime->runtime().hidden_dock().zones());
+  app::Runtime& program = runtime->runtime();
+  auto& hidden_dock = program.hidden_dock();
+  overlay::HoverMonitor monitor(clock, overlay, *overlay, hidden_dock.zones());
+  // As in the running program, the zones are rebuilt when the frontmost application changes.
+  overlay::ZoneRebuilder rebuilder(clock, program.settings().activation_settings(), hidden_dock.apps(),
+                                   hidden_dock.profiles(), program.ports().focused_application.get(),
+                                   [&monitor] { monitor.rebuild_zones(); });
 
   std::string line;
   int number = 0;
@@ -54,22 +66,37 @@ int run_pointer(Arguments arguments) {
     std::vector<std::string> fields;
     for (std::string word; words >> word;) fields.push_back(word);
     if (fields.empty()) continue;
+    const std::string at = "Line " + std::to_string(number);
+    const bool switches_app = fields.size() == 3 && fields[0] == "app";
     std::optional<double> x, y, t;
     if (fields.size() == 3) {
-      x = base::parse_real(fields[0]);
-      y = base::parse_real(fields[1]);
+      if (!switches_app) {
+        x = base::parse_real(fields[0]);
+        y = base::parse_real(fields[1]);
+      }
       t = base::parse_real(fields[2]);
     }
-    if (!x || !y || !t) {
-      return fail(kExitUsage, "Line " + std::to_string(number) + " is not 'x y t' (three numbers): '" + line + "'.");
+    if (!t || (!switches_app && (!x || !y || !std::isfinite(*x) || !std::isfinite(*y)))) {
+      return fail(kExitUsage, at + " is neither 'x y t' (three numbers) nor 'app BUNDLE_ID t': '" + line + "'.");
+    }
+    if (!std::isfinite(*t) || *t > kLatestTime) {
+      return fail(kExitUsage, at + " is at " + fields[2] + " s; a trace runs from 0 to at most 1000000000 s.");
     }
     if (*t < previous) {
-      return fail(kExitUsage, "Line " + std::to_string(number) + " goes back in time (" + fields[2] + " after " +
-                                  base::shortest_real_text(previous) + ").");
+      return fail(kExitUsage, at + " goes back in time (" + fields[2] + " after " + base::shortest_real_text(previous) +
+                                  ").");
+    }
+    if (switches_app && !program.ports().simulate_frontmost) {
+      return fail(kExitUsage, at + " switches the frontmost application, which only a simulated desktop (--sim FILE) can do.");
     }
     clock.advance(base::seconds(*t - previous));
     previous = *t;
-    monitor.pointer_moved({*x, *y});
+    if (switches_app) {
+      program.ports().simulate_frontmost(fields[1]);
+      clock.run_pending();
+    } else {
+      monitor.pointer_moved({*x, *y});
+    }
   }
   clock.advance(base::seconds(kSettleSeconds));
 

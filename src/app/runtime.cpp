@@ -1,5 +1,7 @@
 #include "app/runtime.hpp"
 
+#include "overlay/zone_rebuilder.hpp"
+
 namespace kolvo::app {
 namespace {
 
@@ -65,8 +67,14 @@ class RuntimeComponents final : public AppComponents {
   }
   std::shared_ptr<overlay::HoverMonitorControl> make_hover_monitor(
       std::weak_ptr<overlay::OverlayWindowManager> manager) override {
+    auto& hidden_dock = runtime_.hidden_dock();
     monitor_ = std::make_shared<overlay::HoverMonitor>(runtime_.main(), std::move(manager), overlay_.haptics(),
-                                                       runtime_.hidden_dock().zones());
+                                                       hidden_dock.zones());
+    rebuilder_ = std::make_unique<overlay::ZoneRebuilder>(
+        runtime_.main(), runtime_.settings().activation_settings(), hidden_dock.apps(), hidden_dock.profiles(),
+        runtime_.ports().focused_application.get(), [monitor = std::weak_ptr<overlay::HoverMonitor>(monitor_)] {
+          if (const auto alive = monitor.lock()) alive->rebuild_zones();
+        });
     return overlay_.attach_pointer_monitors(monitor_);
   }
   void install_pointer_monitors(std::weak_ptr<overlay::HoverMonitorControl>) override {
@@ -88,6 +96,7 @@ class RuntimeComponents final : public AppComponents {
   Runtime& runtime_;
   OverlayPlatform& overlay_;
   std::shared_ptr<overlay::HoverMonitor> monitor_;
+  std::unique_ptr<overlay::ZoneRebuilder> rebuilder_;
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -111,6 +112,50 @@ TEST(RuntimeComponents, TheZonesFollowEveryRecomputeOfThePanels) {
   }
   refresh->stop();
   control->stop();
+}
+
+// Without any recompute of the panels, a change to a setting the zones read, or another
+// application coming to the front, takes effect at the next move.
+TEST(RuntimeComponents, TheZonesFollowTheirSettingsAndTheFrontmostApplicationWithoutARefresh) {
+  struct Case {
+    const char* name;
+    std::function<void(Runtime&)> change;
+    dock::Point where;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"corner dial", [](Runtime& r) { r.settings().corner_controls().set_mode(prefs::Corner::topLeft,
+                                                                              prefs::CornerControlMode::volume); },
+       {5, 980}, "show dial topLeft"},
+      {"edge mode", [](Runtime& r) { r.settings().edge_modes().set_right_edge_mode(prefs::EdgeMode::brightness); },
+       {1070, 30}, "show slider right brightness"},
+      {"profile of the frontmost app",
+       [](Runtime& r) {
+         auto& profiles = r.hidden_dock().profiles();
+         auto profile = profiles.add("com.apple.Safari", "Safari", prefs::EdgeMode::volume, prefs::EdgeMode::dock, {});
+         profile.overrides_sliders = true;
+         profiles.update(profile);
+       },
+       {440, 30}, "show slider left volume"},
+  };
+  for (const Case& c : cases) {
+    base::ManualExecutor executor;
+    testing::FixedWallClock clock;
+    Runtime runtime(simulated_ports(), executor, clock, {.mode = Runtime::Mode::live, .log_mirror = {}});
+    RecordingOverlay overlay;
+    const auto components = runtime.make_components(overlay);
+    const auto panels = components->make_overlay_window_manager();
+    const auto control = components->make_hover_monitor(panels);
+    executor.advance_seconds(1);
+    c.change(runtime);
+    executor.advance_seconds(0.1);
+    for (const dock::Point p : {dock::Point{700, 500}, c.where, dock::Point{c.where.x + 1, c.where.y}}) {
+      overlay.monitor_->pointer_moved(p);
+      executor.advance_seconds(0.2);
+    }
+    EXPECT_TRUE(saw(overlay.actions, c.expected)) << c.name << ": " << ::testing::PrintToString(overlay.actions);
+    control->stop();
+  }
 }
 
 }  // namespace

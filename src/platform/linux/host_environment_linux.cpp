@@ -56,6 +56,9 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
               .windows = share(desktop),
               .dock_domain = std::shared_ptr<const prefs::PreferenceStore>(machine, desktop->dock_domain()),
               .preferences_location = location,
+              .simulate_frontmost = [machine](std::optional<std::string> bundle_id) {
+                machine->desktop.set_frontmost_application(std::move(bundle_id));
+              },
               .report_simulated_changes =
                   [machine](std::function<void(std::string_view)> sink) {
                     machine->mac.set_change_sink(sink);

@@ -22,7 +22,9 @@ MacFocusedApplicationMonitor::MacFocusedApplicationMonitor() : observer_(std::ma
                   object:nil
                    queue:NSOperationQueue.mainQueue
               usingBlock:^(NSNotification* note) {
+                const auto before = bundle_id_;
                 remember(note.userInfo[NSWorkspaceApplicationKey]);
+                if (bundle_id_ != before) frontmost_changed();
               }];
 }
 

@@ -24,6 +24,9 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
   ports.focused_application = desktop;
   ports.windows = desktop;
   ports.dock_domain = std::shared_ptr<const prefs::PreferenceStore>(desktop, desktop->dock_domain());
+  ports.simulate_frontmost = [desktop](std::optional<std::string> bundle_id) {
+    desktop->set_frontmost_application(std::move(bundle_id));
+  };
   return {std::move(ports), {}};
 }
 

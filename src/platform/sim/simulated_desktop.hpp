@@ -101,7 +101,11 @@ class SimulatedDesktop final : public dock::ScreensPort,
   std::optional<std::string> frontmost_bundle_id() const override { return layout_.frontmost_application; }
   std::optional<std::string> frontmost_name() const override { return layout_.frontmost_application; }
   std::optional<std::int64_t> frontmost_pid() const override;
-  void set_frontmost_application(std::optional<std::string> bundle_id) { layout_.frontmost_application = std::move(bundle_id); }
+  void set_frontmost_application(std::optional<std::string> bundle_id) {
+    if (layout_.frontmost_application == bundle_id) return;
+    layout_.frontmost_application = std::move(bundle_id);
+    frontmost_changed();
+  }
 
   // Windows, through the accessibility interface.
   std::unique_ptr<controls::AXElement> create_application(std::int64_t pid) const override;

@@ -89,6 +89,38 @@ TEST_F(KolvoCli, ReadingCommandsAndUnrelatedChangesNeverWriteTheFile) {
   EXPECT_EQ(before.find("multiDisplayCalibration"), std::string::npos);
 }
 
+// The profile in force follows the frontmost application while the pointer moves: switching
+// to Photoshop gives its right edge a slider and its top-left corner a dial, switching back
+// restores the Hidden Dock.
+TEST_F(KolvoCli, PointerFollowsTheFrontmostApplicationMidTrace) {
+  std::ofstream(prefs_file()) << R"({
+    "com.kolvo.appProfiles": {"$json": [{"id": "5E1F3A2B-0C4D-4E5F-8A9B-0C1D2E3F4A5B", "bundleID": "com.adobe.Photoshop",
+      "appName": "Photoshop", "overridesDockApps": false, "dockApps": [], "overridesSliders": true,
+      "leftEdgeMode": "dock", "rightEdgeMode": "volume", "overridesDials": true,
+      "corners": {"topLeft": "brightness"}}]}
+  })";
+  const std::string trace =
+      "1070 30 0.1\n700 400 0.2\napp com.adobe.Photoshop 1\n1070 30 1.1\n700 400 1.2\n5 980 1.3\n700 400 1.4\n"
+      "app com.apple.Safari 3\n1070 30 3.1\n700 400 3.2\n5 980 3.3\n";
+  const auto run = kolvo("pointer", trace);
+  ASSERT_EQ(run.exit_code, 0) << run.err;
+  EXPECT_EQ(run.out,
+            "0.100 open hidden dock right\n0.750 hide\n1.100 show slider right volume\n1.300 show dial topLeft\n"
+            "2.400 hide slider\n2.600 hide dial\n3.100 open hidden dock right\n3.750 hide\n");
+
+  struct Refused {
+    const char* trace;
+    const char* says;
+  };
+  for (const Refused& r : {Refused{"1 1 1e18\n", "at most 1000000000 s"}, Refused{"1 1 2\n1 1 1\n", "back in time"},
+                           Refused{"app 1\n", "neither"}, Refused{"1 1 inf\n", "neither"}}) {
+    const auto refused = kolvo("pointer", std::string(r.trace));
+    EXPECT_EQ(refused.exit_code, 2) << r.trace;
+    EXPECT_NE(refused.err.find(r.says), std::string::npos) << r.trace << refused.err;
+    EXPECT_EQ(refused.out, "") << r.trace;
+  }
+}
+
 TEST_F(KolvoCli, ServeStartsOverACorruptFileKeepsItAsideAndStopsOnSigterm) {
   std::ofstream(prefs_file()) << "{\"com.kolvo.deckEnabled\": tru";
   start_serve();
