@@ -174,6 +174,10 @@ class Handlers {
     if (!screen) {
       return respond_(failed("No connected display has the key " + request.display_key + "; 'kolvo dock' lists them."));
     }
+    if (const auto problem = dock::calibration_rect_problem(screen->frame, request.dock_rect); !problem.empty()) {
+      return respond_(failed("The Dock rectangle " + dock::describe(request.dock_rect) + " cannot calibrate '" +
+                             screen->identity.localized_name + "': " + problem + ". Nothing was saved."));
+    }
     dock.save_calibration(*screen, request.dock_rect, request.position);
     respond_(done("Saved calibration for '" + screen->identity.localized_name + "' under " +
                   dock::primary_key(screen->identity) + ": dock " + std::string(dock::to_string(request.position)) +

@@ -1,5 +1,7 @@
 #include "dock/dock_calibration.hpp"
 
+#include <cmath>
+
 #include "base/json_reader.hpp"
 
 namespace kolvo::dock {
@@ -151,6 +153,15 @@ std::string describe(const KolvoDisplayMode& mode) {
   if (const auto* selected = std::get_if<SelectedDisplay>(&mode)) return "selectedDisplay(" + selected->key + ")";
   if (std::holds_alternative<AutomaticDisplay>(mode)) return "automatic";
   return "allCalibratedDisplays";
+}
+
+std::string calibration_rect_problem(const Rect& display_frame, const Rect& dock_rect) {
+  for (const double v : {dock_rect.x, dock_rect.y, dock_rect.width, dock_rect.height}) {
+    if (!std::isfinite(v)) return "it is not made of finite numbers";
+  }
+  if (!(dock_rect.width > 0) || !(dock_rect.height > 0)) return "it has no size";
+  if (!intersects(display_frame, dock_rect)) return "it does not touch the display " + describe(display_frame);
+  return {};
 }
 
 }  // namespace kolvo::dock

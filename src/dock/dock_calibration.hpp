@@ -80,4 +80,8 @@ std::optional<KolvoDisplayMode> display_mode_from_json(const nlohmann::json& jso
 // "automatic", "allCalibratedDisplays", "selectedDisplay(<key>)".
 std::string describe(const KolvoDisplayMode& mode);
 
+// Why a Dock rectangle cannot be a calibration of a display with this frame: it has no size,
+// is not made of finite numbers, or does not touch the display. Empty when it can.
+std::string calibration_rect_problem(const Rect& display_frame, const Rect& dock_rect);
+
 }  // namespace kolvo::dock

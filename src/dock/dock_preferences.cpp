@@ -1,5 +1,8 @@
 #include "dock/dock_preferences.hpp"
 
+#include <algorithm>
+#include <cmath>
+
 namespace kolvo::dock {
 namespace {
 
@@ -21,8 +24,13 @@ DockPreferences read_dock_preferences(const prefs::PreferenceStore* domain) {
                                                      : DockPosition::bottom;
   const double tile = domain->read_real("tilesize").value_or(0);
   const double large = domain->read_real("largesize").value_or(0);
-  prefs.tile_size = tile > 0 ? tile : 48;
-  prefs.large_size = large > 0 ? large : 64;
+  // The Dock itself keeps its icons between 16 and 128 points; a stored size outside that is
+  // taken at the nearest bound, so no estimate is built from an impossible size.
+  const auto size_or = [](double stored, double fallback) {
+    return stored > 0 && std::isfinite(stored) ? std::clamp(stored, kMinimumTileSize, kMaximumTileSize) : fallback;
+  };
+  prefs.tile_size = size_or(tile, 48);
+  prefs.large_size = size_or(large, 64);
   prefs.magnification = domain->read_bool("magnification").value_or(false);
   prefs.autohide = domain->read_bool("autohide").value_or(false);
   prefs.show_recents = domain->read_bool("show-recents").value_or(false);

@@ -13,6 +13,9 @@
 namespace kolvo::dock {
 
 // One reading of the Dock's preference domain, "com.apple.dock".
+inline constexpr double kMinimumTileSize = 16;
+inline constexpr double kMaximumTileSize = 128;
+
 struct DockPreferences {
   DockPosition orientation = DockPosition::bottom;
   double tile_size = 48;

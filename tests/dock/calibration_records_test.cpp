@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
+
 #include "dock/multi_display_calibration_store.hpp"
 
 namespace kolvo::dock {
@@ -106,6 +109,40 @@ TEST(StoredCalibrationsJson, WritesTheSelectedKeyAlongsideTheModeAndRoundTrips) 
   auto broken = nlohmann::json::parse(json.dump());
   broken["calibrations"]["B"]["dockPosition"] = "top";
   EXPECT_FALSE(stored_calibrations_from_json(broken));
+}
+
+}  // namespace
+}  // namespace kolvo::dock
+
+namespace kolvo::dock {
+namespace {
+
+TEST(CalibrationRecords, ARectangleMustTouchItsDisplayWithAFiniteSize) {
+  const Rect display{0, 0, 1512, 982};
+  struct Case {
+    Rect dock;
+    const char* problem;  // empty: accepted
+  };
+  const double inf = std::numeric_limits<double>::infinity();
+  const Case cases[] = {
+      {{416, 0, 680, 70}, ""},
+      {{1500, 970, 20, 20}, ""},                   // overlapping a corner is enough
+      {{1e300, 2, 3, 4}, "does not touch"},
+      {{1512, 0, 10, 70}, "does not touch"},       // sharing an edge is not touching
+      {{-10, 0, 10, 70}, "does not touch"},
+      {{416, 0, 0, 70}, "has no size"},
+      {{416, 0, 680, -70}, "has no size"},
+      {{416, 0, inf, 70}, "not made of finite numbers"},
+      {{std::nan(""), 0, 680, 70}, "not made of finite numbers"},
+  };
+  for (const Case& c : cases) {
+    const std::string problem = calibration_rect_problem(display, c.dock);
+    if (std::string(c.problem).empty()) {
+      EXPECT_EQ(problem, "") << describe(c.dock);
+    } else {
+      EXPECT_NE(problem.find(c.problem), std::string::npos) << describe(c.dock) << ": " << problem;
+    }
+  }
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
+
 #include "dock/dock_detection.hpp"
 #include "support/dock_fixture.hpp"
 
@@ -7,6 +10,23 @@ namespace kolvo::dock {
 namespace {
 
 using testing::laptop_screen;
+
+TEST(DockPreferences, SizesOutsideWhatTheDockAllowsTakeTheNearestBound) {
+  struct Case {
+    prefs::PreferenceValue stored;
+    double tile;
+  };
+  const Case cases[] = {
+      {1e308, 128}, {129, 128}, {128, 128}, {16, 16}, {3, 16}, {std::int64_t{64}, 64},
+      {-1e308, 48}, {0, 48}, {std::numeric_limits<double>::infinity(), 48}, {std::nan(""), 48},
+  };
+  for (const Case& c : cases) {
+    prefs::MemoryPreferenceStore stored({{"tilesize", c.stored}, {"largesize", c.stored}});
+    const DockPreferences read = read_dock_preferences(&stored);
+    EXPECT_EQ(read.tile_size, c.tile) << c.tile;
+    EXPECT_EQ(read.large_size, c.tile == 48 ? 64 : c.tile) << c.tile;
+  }
+}
 
 TEST(DockPreferences, DefaultsAndTheFormsTheDockReallyStores) {
   EXPECT_EQ(read_dock_preferences(nullptr), DockPreferences{});  // cannot be opened: show-recents true

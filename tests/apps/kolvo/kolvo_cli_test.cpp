@@ -121,6 +121,30 @@ TEST_F(KolvoCli, PointerFollowsTheFrontmostApplicationMidTrace) {
   }
 }
 
+// Hostile values never reach the output or the file: a Dock size of 1e308 is read as the
+// largest the Dock allows, and a calibration that cannot belong to its display is refused.
+TEST_F(KolvoCli, ImpossibleDockValuesAreBoundedOrRefused) {
+  const path layout = home_ / "huge-dock.json";
+  std::ofstream(layout) << R"({"screens":[{"frame":[0,0,1512,982],"visibleFrame":[0,70,1512,875]}],
+    "dock":{"orientation":"bottom","tilesize":1e308,"largesize":1e308,"magnification":true}})";
+  for (const char* format : {"", " --json"}) {
+    const auto run = kolvo("dock --sim " + layout.string() + format);
+    ASSERT_EQ(run.exit_code, 0) << run.err;
+    for (const char* bad : {"inf", "nan", "e+3"}) EXPECT_EQ(run.out.find(bad), std::string::npos) << bad << run.out;
+  }
+
+  ASSERT_EQ(kolvo("prefs write com.kolvo.deckEnabled -bool true").exit_code, 0);
+  const std::string before = read(prefs_file());
+  for (const char* rect : {"1e300,2,3,4", "1512,0,10,70", "-50,-50,20,20"}) {
+    const auto run = kolvo(std::string("dock calibrate --display 1 --rect ") + rect + " --position bottom");
+    EXPECT_EQ(run.exit_code, 1) << rect;
+    EXPECT_NE(run.err.find("does not touch the display"), std::string::npos) << rect << run.err;
+    EXPECT_EQ(read(prefs_file()), before) << rect;
+  }
+  EXPECT_EQ(kolvo("dock calibrate --display 1 --rect 416,0,680,70 --position bottom").exit_code, 0);
+  EXPECT_NE(read(prefs_file()), before);
+}
+
 TEST_F(KolvoCli, ServeStartsOverACorruptFileKeepsItAsideAndStopsOnSigterm) {
   std::ofstream(prefs_file()) << "{\"com.kolvo.deckEnabled\": tru";
   start_serve();
