@@ -12,7 +12,7 @@ int run_settings(Arguments arguments) {
   auto runtime = open_runtime(arguments, HostRuntime::Mode::read_only);
   if (!runtime) return kExitFailure;
   if (!arguments.empty()) return fail(kExitUsage, "'kolvo settings' takes no arguments besides --json.");
-  const auto values = app::effective_settings(runtime->runtime().settings());
+  const auto values = runtime->runtime().effective_settings();
   if (json) {
     std::cout << values.dump(2) << '\n';
     return 0;

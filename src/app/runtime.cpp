@@ -1,6 +1,7 @@
 #include "app/runtime.hpp"
 
 #include "overlay/zone_rebuilder.hpp"
+#include "prefs/settings_keys.hpp"
 
 namespace kolvo::app {
 namespace {
@@ -177,6 +178,30 @@ DiagnosticsInput Runtime::diagnostics_input() {
   input.lock_calibration = settings_.alignment().lock_calibration();
   input.follow_dock_changes = settings_.alignment().follow_dock_changes_automatically();
   return input;
+}
+
+nlohmann::ordered_json Runtime::effective_settings() {
+  nlohmann::ordered_json out = app::effective_settings(settings_);
+  const auto key = [](std::string_view k) { return std::string(k); };
+  auto& stores = hidden_dock();
+  auto apps = nlohmann::ordered_json::array();
+  for (const auto& item : stores.apps().apps()) apps.push_back(catalog::to_json(item));
+  out[key(prefs::keys::kSelectedApps)] = std::move(apps);
+  auto slots = nlohmann::ordered_json::array();
+  for (const auto& slot : stores.launcher().slots()) {
+    slots.push_back(slot ? nlohmann::ordered_json(catalog::to_json(*slot)) : nlohmann::ordered_json(nullptr));
+  }
+  out[key(prefs::keys::kAppLauncherSlots)] = std::move(slots);
+  out[key(prefs::keys::kAppLauncherConfigurationVersion)] = catalog::AppLauncherStore::kConfigurationVersion;
+  auto profiles = nlohmann::ordered_json::array();
+  for (const auto& profile : stores.profiles().profiles()) profiles.push_back(catalog::to_json(profile));
+  out[key(prefs::keys::kAppProfiles)] = std::move(profiles);
+  auto& timer = controls().timer();
+  out[key(prefs::keys::kTimerSelectedMinutes)] = timer.selected_minutes().get();
+  out[key(prefs::keys::kTimerRunning)] = timer.is_running().get();
+  out[key(prefs::keys::kTimerEndDate)] =
+      timer.end_date() ? nlohmann::ordered_json(base::format_iso8601(*timer.end_date())) : nlohmann::ordered_json(nullptr);
+  return out;
 }
 
 std::unique_ptr<AppComponents> Runtime::make_components(OverlayPlatform& overlay) {

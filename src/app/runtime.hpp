@@ -59,6 +59,11 @@ class Runtime {
 
   DiagnosticsInput diagnostics_input();
 
+  // Every setting's effective value in its stored form: the settings stores' (see
+  // app::effective_settings), then the Hidden Dock's apps, the launcher, the profiles and the
+  // timer, in the domain's key order.
+  nlohmann::ordered_json effective_settings();
+
   // The long-lived services the delegate creates at launch, with the platform's panels and
   // pointer monitors.
   std::unique_ptr<AppComponents> make_components(OverlayPlatform& overlay);

@@ -29,7 +29,10 @@ TEST_F(KolvoCli, SettingsShowTheEffectiveValuesOfHandWrittenPreferences) {
     "com.kolvo.accentColorRGB": [0.1, 0.2, 0.3, 0.4],
     "com.kolvo.deck.stats.enabled": ["battery", "cpu", "cpu", "thermal"],
     "com.kolvo.liquidGlassControls": true,
-    "com.kolvo.alignmentEdgeOffset": -40
+    "com.kolvo.alignmentEdgeOffset": -40,
+    "com.kolvo.timer.selectedMinutes": 90,
+    "com.kolvo.selectedApps": {"$json": [{"id": "F0E84F8C-14D8-4735-82A7-4D8DD7BE2CF2", "name": "Notes",
+      "bundleIdentifier": "com.apple.Notes", "appURL": "file:///System/Applications/Notes.app/"}]}
   })";
   const std::string before = read(prefs_file());
   const CommandResult run = kolvo("settings --json");
@@ -42,6 +45,15 @@ TEST_F(KolvoCli, SettingsShowTheEffectiveValuesOfHandWrittenPreferences) {
   EXPECT_EQ(settings["com.kolvo.liquidGlass.configuration"]["frost"], 0.4);
   EXPECT_EQ(settings["com.kolvo.liquidGlass.configuration"]["highlightStrength"], 0.6);
   EXPECT_EQ(settings["com.kolvo.alignmentEdgeOffset"], -12.0);
+  // The Hidden Dock's, the launcher's, the profiles' and the timer's keys are settings too.
+  ASSERT_EQ(settings["com.kolvo.selectedApps"].size(), 1u);
+  EXPECT_EQ(settings["com.kolvo.selectedApps"][0]["name"], "Notes");
+  EXPECT_EQ(settings["com.kolvo.appLauncher.slots"].size(), 56u);
+  EXPECT_EQ(settings["com.kolvo.appLauncher.configurationVersion"], 2);
+  EXPECT_EQ(settings["com.kolvo.appProfiles"], nlohmann::json::array());
+  EXPECT_EQ(settings["com.kolvo.timer.selectedMinutes"], 60);  // at most an hour
+  EXPECT_EQ(settings["com.kolvo.timer.running"], false);
+  EXPECT_TRUE(settings["com.kolvo.timer.endDate"].is_null());
   // Inspecting never writes.
   EXPECT_EQ(read(prefs_file()), before);
 }
