@@ -225,6 +225,20 @@ TEST(DecodeFrames, DeepNestingIsRefusedAsAnInvalidMessage) {
   }
 }
 
+TEST(EncodeFrame, ANameThatIsNotUtf8StillMakesAFrameThePhoneReads) {
+  HelloMessage hello;
+  hello.device_id = "6F1C";
+  hello.device_name = std::string("Anna\xFF\xC0\xAF iPhone \xF0\x9F\x93");
+  Bytes buffer = encode_frame(hello);
+  const auto result = decode_frames(buffer);
+  ASSERT_EQ(result.frames.size(), 1u);
+  ASSERT_TRUE(result.frames[0].message);
+  const auto* decoded = result.frames[0].message->get_if<HelloMessage>();
+  ASSERT_NE(decoded, nullptr);
+  EXPECT_EQ(decoded->device_name, "Anna\uFFFD\uFFFD\uFFFD iPhone \uFFFD");
+  EXPECT_EQ(decoded->device_id, "6F1C");
+}
+
 TEST(EncodeFrame, PrefixIsTheBigEndianPayloadLength) {
   const Bytes frame = encode_frame(ApprovalRequiredMessage{});
   const std::string expected = R"({"type":"approval_required"})";
