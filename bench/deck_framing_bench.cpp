@@ -65,8 +65,6 @@ void BM_NlohmannParsePayloads(benchmark::State& state) {
 BENCHMARK(BM_NlohmannParsePayloads)->Arg(10'000)->Unit(benchmark::kMicrosecond);
 
 void BM_EncodeStateUpdate(benchmark::State& state) {
-  KolvoDeckMessage m;
-  m.type = KolvoDeckMessageType::stateUpdate;
   KolvoDeckState s;
   s.volume = 0.4;
   s.brightness = 0.8125;
@@ -86,7 +84,7 @@ void BM_EncodeStateUpdate(benchmark::State& state) {
                                        {kolvo::prefs::KolvoDeckStatKind::ram, 0.61, std::nullopt},
                                        {kolvo::prefs::KolvoDeckStatKind::storage, 0.48, std::nullopt},
                                        {kolvo::prefs::KolvoDeckStatKind::battery, 0.8, true}};
-  m.state = s;
+  const KolvoDeckMessage m = StateUpdateMessage{s};
   std::size_t bytes = 0;
   for (auto _ : state) {
     auto frame = framing::encode_frame(m);

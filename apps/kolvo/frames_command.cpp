@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <iostream>
-#include <iterator>
+#include <string>
+#include <vector>
 
 #include "cli.hpp"
 #include "deck/protocol/deck_framing.hpp"
@@ -10,24 +11,47 @@ namespace {
 
 namespace framing = deck::framing;
 
+// Reads the stream a chunk at a time and prints each frame as soon as it is cut, so a capture
+// of any length needs no more memory than its largest frame plus one chunk.
 int decode_stream() {
-  std::vector<std::uint8_t> buffer((std::istreambuf_iterator<char>(std::cin)), std::istreambuf_iterator<char>());
-  const auto result = framing::decode_frames(buffer);
-  for (const auto& frame : result.frames) {
-    std::string line = "{\"payloadBytes\":" + std::to_string(frame.payload_bytes) +
-                       ",\"skippedOversize\":" + (frame.skipped_oversize ? "true" : "false") + ",\"message\":";
-    if (frame.message) {
-      deck::append_json(line, *frame.message);
-    } else {
-      line += "null";
+  constexpr std::size_t kChunk = 64 * 1024;
+  std::vector<std::uint8_t> buffer;
+  std::string lines;
+  for (;;) {
+    const std::size_t kept = buffer.size();
+    buffer.resize(kept + kChunk);
+    const std::size_t got = std::fread(buffer.data() + kept, 1, kChunk, stdin);
+    buffer.resize(kept + got);
+    if (got == 0) break;
+    auto result = framing::decode_frames(buffer);
+    lines.clear();
+    for (const auto& frame : result.frames) {
+      lines += "{\"payloadBytes\":" + std::to_string(frame.payload_bytes) +
+               ",\"skippedOversize\":" + (frame.skipped_oversize ? "true" : "false") + ",\"message\":";
+      if (frame.message) {
+        deck::append_json(lines, *frame.message);
+      } else {
+        lines += "null";
+      }
+      lines += "}\n";
     }
-    std::cout << line << "}\n";
+    std::fwrite(lines.data(), 1, lines.size(), stdout);
+    if (result.error) {
+      // The error names the bytes from the bad prefix to the end of the stream, as it would had
+      // the whole capture been read at once: what is still unread counts too.
+      std::vector<char> rest(kChunk);
+      std::size_t more = 0;
+      while ((more = std::fread(rest.data(), 1, rest.size(), stdin)) > 0) {
+        result.error->buffer_bytes += static_cast<std::int64_t>(more);
+      }
+      const std::string error = nlohmann::json({{"error", result.error->description()}}).dump() + "\n";
+      std::fwrite(error.data(), 1, error.size(), stdout);
+      std::fflush(stdout);
+      return kExitFailure;
+    }
   }
-  if (result.error) {
-    std::cout << nlohmann::json({{"error", result.error->description()}}).dump() << '\n';
-    return kExitFailure;
-  }
-  if (!buffer.empty()) std::cout << "{\"remainingBytes\":" << buffer.size() << "}\n";
+  if (!buffer.empty()) std::printf("{\"remainingBytes\":%zu}\n", buffer.size());
+  std::fflush(stdout);
   return 0;
 }
 
@@ -35,7 +59,6 @@ int encode_stream() {
   std::string line;
   int number = 0;
   int failures = 0;
-  std::vector<std::uint8_t> out;
   while (std::getline(std::cin, line)) {
     ++number;
     if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
@@ -52,9 +75,8 @@ int encode_stream() {
       ++failures;
       continue;
     }
-    out.insert(out.end(), frame.begin(), frame.end());
+    std::fwrite(frame.data(), 1, frame.size(), stdout);
   }
-  std::fwrite(out.data(), 1, out.size(), stdout);
   std::fflush(stdout);
   return failures == 0 ? 0 : kExitFailure;
 }

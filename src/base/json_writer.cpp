@@ -3,6 +3,8 @@
 #include <charconv>
 #include <cmath>
 
+#include "base/utf8.hpp"
+
 namespace kolvo::base {
 
 void JsonWriter::separate() {
@@ -25,8 +27,24 @@ void JsonWriter::string(std::string_view text) {
   static constexpr char kHex[] = "0123456789abcdef";
   out_ += '"';
   std::size_t run = 0;
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(text.data());
   for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto c = static_cast<unsigned char>(text[i]);
+    const std::uint8_t c = bytes[i];
+    if (c >= 0x80) {
+      // Names come from other programs (apps, audio devices, phones) and may not be UTF-8. The
+      // phone rejects a whole frame over one bad byte, so each ill-formed subpart becomes U+FFFD
+      // and well-formed text passes through untouched.
+      const Utf8Step step = utf8_step(bytes + i, text.size() - i);
+      if (step.valid) {
+        i += step.length - 1;
+        continue;
+      }
+      out_.append(text.data() + run, i - run);
+      out_ += kReplacementCharacter;
+      i += step.length - 1;
+      run = i + 1;
+      continue;
+    }
     if (c >= 0x20 && c != '"' && c != '\\') continue;
     out_.append(text.data() + run, i - run);
     run = i + 1;

@@ -11,7 +11,8 @@ namespace kolvo::base {
 
 // Appends compact JSON to a string, in the order the caller writes it. Reals are written in
 // their shortest round-trip form with no fraction when whole ("1", "0.4"), as Swift's encoder
-// writes them; a non-finite real is written as 0, since JSON cannot carry it.
+// writes them; a non-finite real is written as 0, since JSON cannot carry it. Strings are
+// always written as UTF-8: an ill-formed byte sequence becomes U+FFFD.
 class JsonWriter {
  public:
   explicit JsonWriter(std::string& out) : out_(out) {}

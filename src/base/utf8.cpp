@@ -4,6 +4,37 @@
 
 namespace kolvo::base {
 
+Utf8Step utf8_step(const std::uint8_t* p, std::size_t size) {
+  const std::uint8_t lead = p[0];
+  if (lead < 0x80) return {1, true};
+  // The well-formed sequences: the second byte's range is what rules out overlong forms
+  // (E0, F0), surrogates (ED) and values past U+10FFFF (F4); every later byte is 80..BF.
+  std::size_t length = 0;
+  std::uint8_t low = 0x80, high = 0xBF;
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    length = 2;
+  } else if (lead == 0xE0) {
+    length = 3, low = 0xA0;
+  } else if ((lead >= 0xE1 && lead <= 0xEC) || lead == 0xEE || lead == 0xEF) {
+    length = 3;
+  } else if (lead == 0xED) {
+    length = 3, high = 0x9F;
+  } else if (lead == 0xF0) {
+    length = 4, low = 0x90;
+  } else if (lead >= 0xF1 && lead <= 0xF3) {
+    length = 4;
+  } else if (lead == 0xF4) {
+    length = 4, high = 0x8F;
+  } else {
+    return {1, false};  // a stray continuation byte, C0, C1 or F5..FF: never the start of anything
+  }
+  if (size < 2 || p[1] < low || p[1] > high) return {1, false};
+  for (std::size_t k = 2; k < length; ++k) {
+    if (k >= size || p[k] < 0x80 || p[k] > 0xBF) return {k, false};
+  }
+  return {length, true};
+}
+
 bool is_valid_utf8(const std::uint8_t* p, std::size_t size) {
   std::size_t i = 0;
   while (i < size) {
@@ -15,33 +46,13 @@ bool is_valid_utf8(const std::uint8_t* p, std::size_t size) {
         continue;
       }
     }
-    const std::uint8_t c = p[i];
-    if (c < 0x80) {
+    if (p[i] < 0x80) {
       ++i;
       continue;
     }
-    std::size_t length;
-    std::uint32_t code;
-    if ((c & 0xE0) == 0xC0) {
-      length = 2;
-      code = c & 0x1F;
-    } else if ((c & 0xF0) == 0xE0) {
-      length = 3;
-      code = c & 0x0F;
-    } else if ((c & 0xF8) == 0xF0) {
-      length = 4;
-      code = c & 0x07;
-    } else {
-      return false;
-    }
-    if (i + length > size) return false;
-    for (std::size_t k = 1; k < length; ++k) {
-      if ((p[i + k] & 0xC0) != 0x80) return false;
-      code = (code << 6) | (p[i + k] & 0x3F);
-    }
-    static constexpr std::uint32_t kMinimum[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (code < kMinimum[length] || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) return false;
-    i += length;
+    const Utf8Step step = utf8_step(p + i, size - i);
+    if (!step.valid) return false;
+    i += step.length;
   }
   return true;
 }

@@ -75,9 +75,7 @@ DecodeResult decode_frames(std::vector<std::uint8_t>& buffer, MessageDecoding de
     } else {
       spans.push_back({false, payload_at, length});
       if (decoding == MessageDecoding::decode) {
-        auto message = std::make_unique<KolvoDeckMessage>();
-        const std::string_view text(reinterpret_cast<const char*>(payload), length);
-        if (decode_message_text_into(text, *message)) frame.message = std::move(message);
+        frame.message = decode_message_text(std::string_view(reinterpret_cast<const char*>(payload), length));
       }
     }
     result.frames.push_back(std::move(frame));

@@ -25,9 +25,9 @@ struct InboundFrame {
   // handed over rather than copied. `text_storage` keeps them alive as long as the frame.
   std::string_view raw_json;
   std::shared_ptr<const void> text_storage;
-  // The decoded message; null when the payload is not one, or was skipped. Held by pointer so
-  // cutting thousands of small frames does not move a large record per frame.
-  std::unique_ptr<KolvoDeckMessage> message;
+  // The decoded message; absent when the payload is not one, or was skipped. Two words: a
+  // message's fields, if it has any, are on the heap and sized to its type.
+  std::optional<KolvoDeckMessage> message;
   std::int64_t payload_bytes = 0;
   bool skipped_oversize = false;
 };

@@ -9,8 +9,8 @@
 #include <nlohmann/json.hpp>
 
 #include "base/enum_table.hpp"
-#include "base/json_reader.hpp"
 #include "base/json_writer.hpp"
+#include "deck/protocol/indirect.hpp"
 
 // The Shelf's shared vocabulary: which surface, what it shows, and what the phone asks of it.
 namespace kolvo::deck {
@@ -138,8 +138,10 @@ struct ShelfSurfaceState {
   std::optional<std::int64_t> volume;
   double timestamp = 0;
   std::optional<std::vector<std::optional<AdobeToolID>>> tool_grid;
-  std::optional<AdobeColorState> color_context;
-  std::optional<CreativeContinuousControl> continuous_control;
+  // Only the creative surfaces send these two, and they are the largest parts: kept apart so
+  // that every other state costs a pointer for each.
+  Indirect<AdobeColorState> color_context;
+  Indirect<CreativeContinuousControl> continuous_control;
   std::optional<AdobeToolID> active_tool;
   std::optional<ShelfAgentActivity> agent_activity;
   std::optional<std::string> agent_detail;
@@ -152,7 +154,11 @@ struct ShelfSurfaceState {
   bool same_content(const ShelfSurfaceState& other) const;
 };
 
+// The state as the phone reads it: keys in field order, absent optionals left out, `timestamp`
+// a real, `artwork` base64, `volume` and the colour components integers.
 void write_json(base::JsonWriter& w, const ShelfSurfaceState& state);
+std::string encode_json(const ShelfSurfaceState& state);
+// Fails, with the reason in `error`, as the phone's decoder would.
 std::optional<ShelfSurfaceState> surface_state_from_json(const nlohmann::json& json, std::string* error = nullptr);
 
 }  // namespace kolvo::deck

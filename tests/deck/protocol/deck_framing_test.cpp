@@ -59,7 +59,7 @@ TEST(DecodeFrames, StreamsAcrossArbitrarySplits) {
     for (std::size_t at = 0; at < stream.size(); at += chunk) {
       buffer.insert(buffer.end(), stream.begin() + static_cast<long>(at),
                     stream.begin() + static_cast<long>(std::min(stream.size(), at + chunk)));
-      for (const auto& frame : decode_frames(buffer).frames) types.push_back(frame.message->type);
+      for (const auto& frame : decode_frames(buffer).frames) types.push_back(frame.message->type());
     }
     EXPECT_EQ(types, (std::vector<KolvoDeckMessageType>{KolvoDeckMessageType::ping, KolvoDeckMessageType::hello,
                                                         KolvoDeckMessageType::pong}))
@@ -126,27 +126,133 @@ TEST(DecodeFrames, ABadFrameIsKeptWithoutAMessageAndTheNextIsStillRead) {
     Bytes buffer = frame + frame_of(R"({"type":"ping"})");
     const auto result = decode_frames(buffer);
     ASSERT_EQ(result.frames.size(), 2u) << name;
-    EXPECT_EQ(result.frames[0].message, nullptr) << name;
+    EXPECT_FALSE(result.frames[0].message) << name;
     EXPECT_FALSE(result.frames[0].skipped_oversize) << name;
-    ASSERT_NE(result.frames[1].message, nullptr) << name;
-    EXPECT_EQ(result.frames[1].message->type, KolvoDeckMessageType::ping) << name;
+    ASSERT_TRUE(result.frames[1].message) << name;
+    EXPECT_EQ(result.frames[1].message->type(), KolvoDeckMessageType::ping) << name;
   }
   Bytes buffer = frame_of(std::string("\xFF\xFE"));
   EXPECT_EQ(decode_frames(buffer).frames[0].raw_json, "<non-utf8 payload 2 bytes>");
 }
 
+// What a frame is, as far as a reader of the stream can tell.
+struct Seen {
+  std::string raw_json;
+  std::optional<KolvoDeckMessage> message;
+  std::int64_t payload_bytes;
+  bool skipped_oversize;
+  friend bool operator==(const Seen&, const Seen&) = default;
+};
+
+std::vector<Seen> seen(const std::vector<InboundFrame>& frames) {
+  std::vector<Seen> out;
+  for (const auto& f : frames) out.push_back({std::string(f.raw_json), f.message, f.payload_bytes, f.skipped_oversize});
+  return out;
+}
+
+TEST(DecodeFrames, TwoChunksAtEverySplitGiveWhatOnePassGives) {
+  const Bytes stream = frame_of(R"({"type":"hello","deviceId":"A","deviceName":"Anna’s iPhone"})") +
+                       frame_of(std::string("\xC3\x28")) + frame_of("{not json") + frame_of(R"({"type":"ping"})") +
+                       frame_of(R"({"type":"tabStep","step":2})") + Bytes{0, 0, 0};
+  Bytes whole = stream;
+  const auto one_pass = decode_frames(whole);
+  ASSERT_FALSE(one_pass.error);
+  const std::vector<Seen> expected = seen(one_pass.frames);
+  ASSERT_EQ(expected.size(), 5u);
+  for (std::size_t split = 0; split <= stream.size(); ++split) {
+    Bytes buffer(stream.begin(), stream.begin() + static_cast<long>(split));
+    auto first = decode_frames(buffer);
+    buffer.insert(buffer.end(), stream.begin() + static_cast<long>(split), stream.end());
+    auto second = decode_frames(buffer);
+    std::vector<Seen> got = seen(first.frames);
+    for (auto& frame : seen(second.frames)) got.push_back(std::move(frame));
+    EXPECT_EQ(got, expected) << "split " << split;
+    EXPECT_EQ(buffer, whole) << "split " << split;
+  }
+}
+
+TEST(DecodeFrames, RawJsonOutlivesTheBufferItWasCutFrom) {
+  // Both ways the consumed bytes reach the frames: the buffer handed over (little left behind)
+  // and the texts copied out (a large partial frame left behind).
+  const std::string hello = R"({"type":"hello","deviceId":"A"})";
+  struct Case {
+    std::string name;
+    Bytes tail;
+  };
+  Bytes large_partial = prefix(100'000);
+  large_partial.resize(4 + 60'000, 'x');
+  const std::vector<Case> cases = {{"small remainder", Bytes{0, 0}}, {"large partial frame", large_partial}};
+  for (const Case& c : cases) {
+    Bytes buffer = frame_of(hello) + frame_of(std::string("\xFF")) + c.tail;
+    auto result = decode_frames(buffer);
+    ASSERT_EQ(result.frames.size(), 2u) << c.name;
+    EXPECT_EQ(buffer, c.tail) << c.name;
+    // Reuse and release the buffer: the frames must not be reading it.
+    std::fill(buffer.begin(), buffer.end(), std::uint8_t{'#'});
+    buffer.clear();
+    buffer.shrink_to_fit();
+    std::vector<InboundFrame> moved = std::move(result.frames);
+    EXPECT_EQ(moved[0].raw_json, hello) << c.name;
+    EXPECT_EQ(moved[1].raw_json, "<non-utf8 payload 1 bytes>") << c.name;
+    EXPECT_EQ(decode_message_text(moved[0].raw_json), moved[0].message) << c.name;
+  }
+}
+
+TEST(DecodeFrames, DeepNestingIsRefusedAsAnInvalidMessage) {
+  const auto nested = [](std::size_t depth) {
+    return R"({"type":"ping","extra":)" + std::string(depth, '[') + std::string(depth, ']') + "}";
+  };
+  struct Case {
+    std::string name;
+    std::string payload;
+    bool decodes;
+  };
+  const std::vector<Case> cases = {
+      {"20,000 deep inside an unknown key", nested(20'000), false},
+      {"20,000 open brackets", std::string(20'000, '['), false},
+      {"20,000 deep objects", std::string(20'000, '{') + std::string(20'000, '}'), false},
+      {"512 levels in all", nested(511), true},
+      {"513 levels in all", nested(512), false},
+  };
+  for (const Case& c : cases) {
+    Bytes buffer = frame_of(c.payload) + frame_of(R"({"type":"pong"})");
+    const auto result = decode_frames(buffer);
+    ASSERT_EQ(result.frames.size(), 2u) << c.name;
+    EXPECT_EQ(result.frames[0].message.has_value(), c.decodes) << c.name;
+    EXPECT_EQ(result.frames[0].raw_json, c.payload) << c.name;
+    ASSERT_TRUE(result.frames[1].message) << c.name;
+    EXPECT_EQ(result.frames[1].message->type(), KolvoDeckMessageType::pong) << c.name;
+  }
+}
+
+TEST(EncodeFrame, ANameThatIsNotUtf8StillMakesAFrameThePhoneReads) {
+  HelloMessage hello;
+  hello.device_id = "6F1C";
+  hello.device_name = std::string("Anna\xFF\xC0\xAF iPhone \xF0\x9F\x93");
+  Bytes buffer = encode_frame(hello);
+  const auto result = decode_frames(buffer);
+  ASSERT_EQ(result.frames.size(), 1u);
+  ASSERT_TRUE(result.frames[0].message);
+  const auto* decoded = result.frames[0].message->get_if<HelloMessage>();
+  ASSERT_NE(decoded, nullptr);
+  EXPECT_EQ(decoded->device_name, "Anna\uFFFD\uFFFD\uFFFD iPhone \uFFFD");
+  EXPECT_EQ(decoded->device_id, "6F1C");
+}
+
 TEST(EncodeFrame, PrefixIsTheBigEndianPayloadLength) {
-  KolvoDeckMessage approval;
-  approval.type = KolvoDeckMessageType::approvalRequired;
-  const Bytes frame = encode_frame(approval);
+  const Bytes frame = encode_frame(ApprovalRequiredMessage{});
   const std::string expected = R"({"type":"approval_required"})";
   EXPECT_EQ(frame, frame_of(expected));
   EXPECT_EQ(prefix(0x01020304), (Bytes{1, 2, 3, 4}));
   EXPECT_TRUE(fits_outbound_limit(frame));
-  KolvoDeckMessage huge;
-  huge.type = KolvoDeckMessageType::launchIcon;
+  LaunchIconMessage huge;
   huge.launch_icon_png = std::string(kMaximumPayload, 'A');
   EXPECT_FALSE(fits_outbound_limit(encode_frame(huge)));
+  // The largest payload that still fits: the prefix and exactly 1 MiB of JSON.
+  const std::string wrapper = R"({"type":"launchIcon","launchIconPNG":""})";
+  huge.launch_icon_png = std::string(kMaximumPayload - wrapper.size(), 'A');
+  EXPECT_EQ(encode_frame(huge).size(), kMaximumFrame);
+  EXPECT_TRUE(fits_outbound_limit(encode_frame(huge)));
 }
 
 }  // namespace
