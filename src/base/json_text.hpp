@@ -13,6 +13,30 @@ namespace kolvo::base {
 // no later walk over the value (copying, comparing, printing) can run out of stack.
 inline constexpr std::size_t kMaximumJsonDepth = 512;
 
+// Follows JSON text one character at a time and tells which characters belong to a string
+// (its quotes included), so a scan can skip the brackets and digits written inside strings.
+class JsonStringTracker {
+ public:
+  bool in_string(char c) {
+    if (inside_) {
+      if (escaped_) {
+        escaped_ = false;
+      } else if (c == '\\') {
+        escaped_ = true;
+      } else if (c == '"') {
+        inside_ = false;
+      }
+      return true;
+    }
+    inside_ = c == '"';
+    return inside_;
+  }
+
+ private:
+  bool inside_ = false;
+  bool escaped_ = false;
+};
+
 // Whether no array or object in `text` lies deeper than `max_depth`, counted from 1 for the
 // outermost. One pass, no allocation; brackets inside strings do not count.
 bool json_depth_within(std::string_view text, std::size_t max_depth = kMaximumJsonDepth);

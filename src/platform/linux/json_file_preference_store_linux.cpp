@@ -81,23 +81,10 @@ bool is_number_char(char c) {
 
 std::string mark_unrepresentable_numbers(const std::string& text) {
   std::string out;
-  bool in_string = false;
-  bool escaped = false;
+  base::JsonStringTracker strings;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
-    if (in_string) {
-      out += c;
-      if (escaped) {
-        escaped = false;
-      } else if (c == '\\') {
-        escaped = true;
-      } else if (c == '"') {
-        in_string = false;
-      }
-      continue;
-    }
-    if (c == '"') in_string = true;
-    if (c != '-' && (c < '0' || c > '9')) {
+    if (strings.in_string(c) || (c != '-' && (c < '0' || c > '9'))) {
       out += c;
       continue;
     }
