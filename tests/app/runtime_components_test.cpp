@@ -64,6 +64,7 @@ PlatformPorts simulated_ports() {
           .windows = share(&machine->desktop),
           .dock_domain = std::shared_ptr<const prefs::PreferenceStore>(machine, machine->desktop.dock_domain()),
           .preferences_location = "memory",
+          .simulate_frontmost = {},
           .report_simulated_changes = {}};
 }
 

@@ -257,12 +257,12 @@ JsonFilePreferenceStore::Warn JsonFilePreferenceStore::stderr_warning() {
 
 JsonFilePreferenceStore::Loaded JsonFilePreferenceStore::load_file() const {
   std::ifstream in(file_, std::ios::binary);
-  if (!in) return {FileState::missing, ordered_json::object()};
+  if (!in) return {FileState::missing, ordered_json::object(), {}, {}};
   std::stringstream buffer;
   buffer << in.rdbuf();
   const std::string text = buffer.str();
   // An empty file is what a crash before the first write leaves; nothing is lost by it.
-  if (text.find_first_not_of(" \t\r\n") == std::string::npos) return {FileState::missing, ordered_json::object()};
+  if (text.find_first_not_of(" \t\r\n") == std::string::npos) return {FileState::missing, ordered_json::object(), {}, {}};
   std::string problem;
   ordered_json document = base::parse_json<ordered_json>(mark_unrepresentable_numbers(text), &problem);
   if (document.is_discarded()) return {FileState::corrupt, ordered_json::object(), problem, {}};

@@ -96,6 +96,7 @@ app::PlatformPorts make_mac_platform_ports(const HostIdentity& identity) {
       .windows = share(&host->windows),
       .dock_domain = share(&host->dock_domain),
       .preferences_location = "the " + identity.bundle_id + " defaults domain",
+      .simulate_frontmost = {},
       .report_simulated_changes = {},
   };
 }
