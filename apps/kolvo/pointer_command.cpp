@@ -87,7 +87,7 @@ int run_pointer(Arguments arguments) {
                                   ").");
     }
     if (switches_app && !program.ports().simulate_frontmost) {
-      return fail(kExitUsage, at + " switches the frontmost application, which only a simulated desktop (--sim FILE) can do.");
+      return fail(kExitUsage, at + " switches the frontmost application, which needs a simulated desktop (--sim FILE) or --frontmost BUNDLE_ID.");
     }
     clock.advance(base::seconds(*t - previous));
     previous = *t;

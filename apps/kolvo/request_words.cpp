@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "base/number_text.hpp"
+#include "controls/window_snap_controller.hpp"
 
 namespace kolvo::host {
 namespace {
@@ -68,8 +69,9 @@ Parsed tab(const std::vector<std::string>& words) {
 Parsed snap(std::vector<std::string> words) {
   app::SnapRequest request;
   if (const auto flag = std::find(words.begin(), words.end(), "--pid"); flag != words.end()) {
-    if (flag + 1 == words.end() || !(request.pid = base::parse_integer(*(flag + 1)))) {
-      return usage("--pid needs a process id.");
+    request.pid = flag + 1 == words.end() ? std::nullopt : base::parse_integer(*(flag + 1));
+    if (!request.pid || *request.pid <= 0 || *request.pid > controls::WindowSnapController::kLargestProcessId) {
+      return usage("--pid takes a process id from 1 to 2147483647.");
     }
     words.erase(flag, flag + 2);
   }

@@ -40,12 +40,29 @@ struct MacApplication {
 
 @implementation KolvoApplicationDelegate {
   std::unique_ptr<kolvo::mac::MacApplication> _application;
+  id _trustObserver;
 }
 
 - (void)applicationDidFinishLaunching:(NSNotification*)notification {
   _application = std::make_unique<kolvo::mac::MacApplication>();
   _application->runtime.load_for_launch();
   _application->delegate.did_finish_launching();
+  // The system announces every change of any application's Accessibility trust under this name.
+  __weak KolvoApplicationDelegate* weakSelf = self;
+  _trustObserver = [NSDistributedNotificationCenter.defaultCenter addObserverForName:@"com.apple.accessibility.api"
+                                                                              object:nil
+                                                                               queue:NSOperationQueue.mainQueue
+                                                                          usingBlock:^(NSNotification*) {
+                                                                            [weakSelf accessibilityMayHaveChanged];
+                                                                          }];
+}
+
+- (void)accessibilityMayHaveChanged {
+  if (_application) _application->delegate.accessibility_may_have_changed();
+}
+
+- (void)applicationDidBecomeActive:(NSNotification*)notification {
+  [self accessibilityMayHaveChanged];
 }
 
 - (BOOL)applicationShouldTerminateAfterLastWindowClosed:(NSApplication*)sender {
@@ -57,6 +74,8 @@ struct MacApplication {
 }
 
 - (void)applicationWillTerminate:(NSNotification*)notification {
+  if (_trustObserver) [NSDistributedNotificationCenter.defaultCenter removeObserver:_trustObserver];
+  _trustObserver = nil;
   if (_application) _application->delegate.will_terminate();
 }
 

@@ -139,6 +139,12 @@ void AppDelegate::calibrate_kolvo() {
   });
 }
 
+void AppDelegate::accessibility_may_have_changed() {
+  auto& alignment = ports_.settings.alignment();
+  alignment.refresh_accessibility_if_changed();
+  trust_recheck_.start(kTrustSettleDelay, [&alignment] { alignment.refresh_accessibility_if_changed(); });
+}
+
 void AppDelegate::show_onboarding() {
   if (!onboarding_window_) create_onboarding_window();
   ports_.shell.activate_ignoring_other_apps();

@@ -12,6 +12,7 @@
 #include "base/diagnostics_log.hpp"
 #include "base/executor.hpp"
 #include "base/notification_center.hpp"
+#include "base/timers.hpp"
 #include "catalog/focused_application_monitor.hpp"
 #include "deck/server/deck_service_control.hpp"
 #include "dock/dock_rect_refresh_control.hpp"
@@ -53,6 +54,11 @@ class AppDelegate {
   void calibrate_kolvo();
   void show_onboarding();
   void quit_kolvo() { ports_.shell.terminate(); }
+  // Kolvo became active (the user may be back from granting Accessibility in System Settings),
+  // or the system announced a change of trust. The announcement comes before the new trust
+  // reads back, so the trust is looked at now and once more a moment later.
+  void accessibility_may_have_changed();
+  static constexpr base::Duration kTrustSettleDelay = std::chrono::seconds(1);
 
   const std::shared_ptr<overlay::OverlayWindowManager>& overlay_window_manager() const { return overlay_; }
   const std::shared_ptr<overlay::HoverMonitorControl>& hover_monitor() const { return hover_monitor_; }
@@ -77,6 +83,8 @@ class AppDelegate {
   bool settings_window_created_ = false;
   bool onboarding_window_ = false;
   bool calibrating_ = false;
+  // Declared after the ports it uses, so it is cancelled before they go.
+  base::Timer trust_recheck_{ports_.main};
   // Delayed work holds the delegate weakly through this.
   std::shared_ptr<AppDelegate*> self_ = std::make_shared<AppDelegate*>(this);
 };

@@ -49,8 +49,8 @@ struct PlatformPorts {
   std::shared_ptr<const prefs::PreferenceStore> dock_domain;
   // Where the preferences live, for messages ("~/.config/kolvo/preferences.json").
   std::string preferences_location;
-  // Set when the desktop is simulated: brings another application to the front, as a click on
-  // it would, for replayed traces.
+  // Set when the frontmost application is simulated or stood in for: brings another one to the
+  // front, as a click on it would, for replayed traces.
   std::function<void(std::optional<std::string> bundle_id)> simulate_frontmost;
   // Set when the Mac being driven is the simulated one: it reports each change it undergoes.
   std::function<void(std::function<void(std::string_view line)> sink)> report_simulated_changes;

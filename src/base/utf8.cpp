@@ -57,4 +57,20 @@ bool is_valid_utf8(const std::uint8_t* p, std::size_t size) {
   return true;
 }
 
+std::string repaired_utf8(std::string_view bytes) {
+  const auto* data = reinterpret_cast<const std::uint8_t*>(bytes.data());
+  std::string out;
+  out.reserve(bytes.size());
+  for (std::size_t i = 0; i < bytes.size();) {
+    const Utf8Step step = utf8_step(data + i, bytes.size() - i);
+    if (step.valid) {
+      out.append(bytes.data() + i, step.length);
+    } else {
+      out += kReplacementCharacter;
+    }
+    i += step.length;
+  }
+  return out;
+}
+
 }  // namespace kolvo::base

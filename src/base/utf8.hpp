@@ -2,6 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
+#include <string_view>
 
 namespace kolvo::base {
 
@@ -22,5 +24,9 @@ bool is_valid_utf8(const std::uint8_t* data, std::size_t size);
 
 // U+FFFD, which stands in for every ill-formed subpart.
 inline constexpr char kReplacementCharacter[] = "\xEF\xBF\xBD";
+
+// The text with each ill-formed subpart replaced by U+FFFD, for bytes from outside (a child
+// process's output) that may be cut mid-character.
+std::string repaired_utf8(std::string_view bytes);
 
 }  // namespace kolvo::base

@@ -32,4 +32,25 @@ class FocusedApplicationMonitor {
   base::Observable<bool> changes_{false};
 };
 
+// An application named by the user standing in for the frontmost one, for the command-line
+// tools that replay what the zones would do while that application is in front. It has no
+// process, so nothing moves a window through it.
+class StandInFrontmostApplication final : public FocusedApplicationMonitor {
+ public:
+  explicit StandInFrontmostApplication(std::optional<std::string> bundle_id) : bundle_id_(std::move(bundle_id)) {}
+
+  std::optional<std::string> frontmost_bundle_id() const override { return bundle_id_; }
+  std::optional<std::string> frontmost_name() const override { return bundle_id_; }
+  std::optional<std::int64_t> frontmost_pid() const override { return std::nullopt; }
+
+  void bring_to_front(std::optional<std::string> bundle_id) {
+    if (bundle_id == bundle_id_) return;
+    bundle_id_ = std::move(bundle_id);
+    frontmost_changed();
+  }
+
+ private:
+  std::optional<std::string> bundle_id_;
+};
+
 }  // namespace kolvo::catalog

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -153,8 +154,11 @@ class AppleScriptPort {
   virtual AppleScriptOutcome run_apple_script(const std::string& source) = 0;
 };
 
-// Process (NSTask): run an executable with both output streams piped, and wait for it.
+// Process (NSTask): run an executable, collect its standard error, and wait for it.
 struct ProcessOutcome {
+  // Standard error past this is drained and dropped: it only feeds one log line.
+  static constexpr std::size_t kKeptErrorBytes = 64 * 1024;
+
   bool launched = false;
   int exit_status = 0;
   std::string standard_error;

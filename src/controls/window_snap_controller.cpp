@@ -145,6 +145,7 @@ std::optional<TopLeftRect> visible_frame_for_window(const std::vector<dock::Scre
 }
 
 bool WindowSnapController::snap(WindowLayout layout, std::int64_t pid) {
+  if (pid <= 0 || pid > kLargestProcessId) return false;
   if (!trust_.is_process_trusted() || pid == own_pid_) return false;
   auto application = applications_.create_application(pid);
   if (!application) return false;

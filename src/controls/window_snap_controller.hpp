@@ -39,7 +39,12 @@ class WindowSnapController {
                        const dock::ScreensPort& screens, std::int64_t own_pid)
       : trust_(trust), applications_(applications), screens_(screens), own_pid_(own_pid) {}
 
+  // Process ids are 32-bit on the Mac; the accessibility API takes nothing wider.
+  static constexpr std::int64_t kLargestProcessId = 2147483647;
+
   // False when there was nothing to move, the window is in full screen, or it did not land.
+  // A process id out of range never reaches the accessibility API, which would cut it down to
+  // some other process (possibly this one).
   bool snap(WindowLayout layout, std::int64_t pid);
 
   // The frame each application's window had before its first snap.

@@ -49,4 +49,10 @@ void AlignmentSettingsStore::refresh_accessibility() {
   }
 }
 
+bool AlignmentSettingsStore::refresh_accessibility_if_changed() {
+  if (accessibility_.is_process_trusted() == accessibility_trusted_.get()) return false;
+  refresh_accessibility();
+  return true;
+}
+
 }  // namespace kolvo::dock

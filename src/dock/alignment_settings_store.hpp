@@ -33,6 +33,9 @@ class AlignmentSettingsStore {
   // Re-reads the trust. Finding it turns following on, even over the user's earlier choice:
   // the moment trust is granted is the moment the user asked for live following.
   void refresh_accessibility();
+  // Refreshes only when the trust differs from what was last seen, so that merely coming back to
+  // Kolvo never overrides a user who turned following off while trusted. True when it refreshed.
+  bool refresh_accessibility_if_changed();
 
   prefs::StoredSetting<bool>& lock_calibration_setting() { return lock_calibration_; }
   prefs::StoredSetting<bool>& follow_dock_changes_setting() { return follow_dock_changes_; }

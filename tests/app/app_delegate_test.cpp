@@ -321,6 +321,50 @@ TEST(AppDelegate, FinishingOnboardingReleasesItsWindowAndRecomputes) {
   EXPECT_EQ(h.since(mark + 2), (Events{"create onboarding", "activate", "onboarding"}));
 }
 
+// Granting Accessibility while Kolvo runs turns live following on without a restart, even when
+// the new trust reads back only after the system's announcement; coming back to Kolvo with the
+// trust unchanged keeps a user's choice to follow no more.
+TEST(AppDelegate, AccessibilityGrantedWhileRunningTurnsFollowingOnOnce) {
+  struct Case {
+    const char* name;
+    bool trusted_at_start;
+    bool follow_at_start;
+    bool trusted_now;
+    bool trust_reads_back_late;
+    bool following;
+  };
+  const Case cases[] = {
+      {"granted, seen at once", false, false, true, false, true},
+      {"granted, seen only a moment later", false, false, true, true, true},
+      {"back to Kolvo, trust unchanged, following turned off", true, false, true, false, false},
+      {"back to Kolvo, trust unchanged, following on", true, true, true, false, true},
+      {"trust taken away", true, true, false, false, false},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    DelegateHarness h({{"com.kolvo.onboardingCompleted", true}});
+    h.fixture.mac.set_accessibility_trusted(c.trusted_at_start);
+    auto& alignment = h.fixture.settings->alignment();
+    if (c.trusted_at_start) alignment.refresh_accessibility();
+    alignment.set_follow_dock_changes_automatically(c.follow_at_start);
+    const std::size_t lines_before = h.fixture.log.lines().size();
+
+    if (!c.trust_reads_back_late) h.fixture.mac.set_accessibility_trusted(c.trusted_now);
+    h.delegate->accessibility_may_have_changed();
+    if (c.trust_reads_back_late) {
+      EXPECT_FALSE(alignment.follow_dock_changes_automatically()) << "not yet readable";
+      h.fixture.mac.set_accessibility_trusted(c.trusted_now);
+    }
+    h.fixture.executor.advance(AppDelegate::kTrustSettleDelay);
+    h.delegate->accessibility_may_have_changed();  // the app becoming active again changes nothing
+    h.fixture.executor.advance(AppDelegate::kTrustSettleDelay);
+    EXPECT_EQ(alignment.follow_dock_changes_automatically(), c.following);
+    EXPECT_EQ(alignment.is_accessibility_trusted(), c.trusted_now);
+    const bool granted = c.trusted_now && !c.trusted_at_start;
+    EXPECT_EQ(h.fixture.log.lines().size() - lines_before, granted ? 1u : 0u) << "recorded once per grant";
+  }
+}
+
 TEST(StatusMenu, ItemsTitlesActionsAndKeyEquivalentsInOrder) {
   const auto items = status_menu_items();
   ASSERT_EQ(items.size(), 6u);

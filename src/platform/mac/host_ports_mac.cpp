@@ -10,7 +10,17 @@ namespace kolvo::platform {
 
 HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions& options) {
   app::PlatformPorts ports = make_mac_platform_ports(identity);
-  if (!options.sim_layout) return {std::move(ports), {}};
+  if (!options.sim_layout) {
+    // On the real Mac, --frontmost stands in for whatever is in front, as it does over a layout.
+    if (options.frontmost) {
+      auto stand_in = std::make_shared<catalog::StandInFrontmostApplication>(options.frontmost);
+      ports.focused_application = stand_in;
+      ports.simulate_frontmost = [stand_in](std::optional<std::string> bundle_id) {
+        stand_in->bring_to_front(std::move(bundle_id));
+      };
+    }
+    return {std::move(ports), {}};
+  }
 
   std::string error;
   auto layout = sim::load_layout(options.sim_layout->string(), &error);

@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "base/utf8.hpp"
 #include "platform/mac/mac_adapters.hpp"
 #include "platform/mac/objc_text.hpp"
 
@@ -30,18 +31,25 @@ controls::ProcessOutcome MacProcessLauncher::run_process(const std::string& exec
     NSMutableArray<NSString*>* words = [NSMutableArray arrayWithCapacity:arguments.size()];
     for (const auto& argument : arguments) [words addObject:ns_string(argument)];
     task.arguments = words;
-    NSPipe* output = [NSPipe pipe];
+    // Nothing reads standard output, so it goes nowhere. With one pipe left there is no order of
+    // reads that can deadlock against a child filling the other one first.
+    task.standardOutput = [NSFileHandle fileHandleWithNullDevice];
     NSPipe* errors = [NSPipe pipe];
-    task.standardOutput = output;
     task.standardError = errors;
     NSError* failure = nil;
     if (![task launchAndReturnError:&failure]) return {};
-    // Read both pipes to their ends before waiting, so a chatty child never blocks on a full pipe.
-    [output.fileHandleForReading readDataToEndOfFile];
-    NSData* error_bytes = [errors.fileHandleForReading readDataToEndOfFile];
+    // Drain to the end so the child never blocks, keeping only the first part for the log.
+    NSMutableData* kept = [NSMutableData data];
+    NSFileHandle* reading = errors.fileHandleForReading;
+    for (NSData* chunk = reading.availableData; chunk.length > 0; chunk = reading.availableData) {
+      const NSUInteger room = kept.length < controls::ProcessOutcome::kKeptErrorBytes
+                                  ? controls::ProcessOutcome::kKeptErrorBytes - kept.length
+                                  : 0;
+      [kept appendBytes:chunk.bytes length:MIN(room, chunk.length)];
+    }
     [task waitUntilExit];
-    NSString* error_text = [[NSString alloc] initWithData:error_bytes encoding:NSUTF8StringEncoding];
-    return {true, task.terminationStatus, utf8(error_text)};
+    return {true, task.terminationStatus,
+            base::repaired_utf8({static_cast<const char*>(kept.bytes), static_cast<std::size_t>(kept.length)})};
   }
 }
 

@@ -554,7 +554,10 @@ std::optional<std::int64_t> SimulatedDesktop::frontmost_pid() const {
   return std::nullopt;
 }
 
-std::unique_ptr<controls::AXElement> SimulatedDesktop::create_application(std::int64_t pid) const {
+std::unique_ptr<controls::AXElement> SimulatedDesktop::create_application(std::int64_t wide_pid) const {
+  // The accessibility API takes a 32-bit process id, so a wider one reaches whatever process its
+  // low bits name, as on the Mac.
+  const std::int64_t pid = static_cast<std::int32_t>(static_cast<std::uint32_t>(wide_pid));
   const bool running = std::any_of(layout_.running_applications.begin(), layout_.running_applications.end(),
                                    [pid](const auto& app) { return app.pid == pid; });
   if (!running) return nullptr;

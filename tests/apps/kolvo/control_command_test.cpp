@@ -75,7 +75,8 @@ TEST_F(KolvoControl, RefusesBadRequestsWithASentence) {
       {"control desktop now", 2},   {"control output 81", 1},   {"control output 9999", 1},
       {"control nothing", 2},       {"control", 2},             {"timer set 61", 2},
       {"timer set -1", 2},          {"timer fly", 2},           {"timer stop", 1},
-      {"control tab 0", 1},
+      {"control tab 0", 1},        {"control snap leftHalf --pid 4294967398", 2},
+      {"control snap leftHalf --pid 0", 2},         {"control snap leftHalf --pid", 2},
   };
   for (const auto& [arguments, code] : cases) {
     const CommandResult run = kolvo(arguments);
