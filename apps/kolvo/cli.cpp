@@ -17,6 +17,9 @@ constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
   prefs delete KEY          remove a key
   settings [--json]         the effective value of every setting
   diagnostics [--sim FILE]  the diagnostics report
+  ui PAGE [--json] [--sim FILE]
+                            a settings page as the Mac shows it: general, controls,
+                            profiles, apps, deck, corvane or advanced
   dock [--json] [--sim FILE]
                             every display's Dock: calibration, detection, trigger areas
   dock calibrate --display KEY --rect X,Y,W,H --position bottom|left|right [--sim FILE]
@@ -77,6 +80,7 @@ int run(int argc, char** argv) {
   if (command == "prefs") return run_prefs(std::move(arguments));
   if (command == "settings") return run_settings(std::move(arguments));
   if (command == "diagnostics") return run_diagnostics(std::move(arguments));
+  if (command == "ui") return run_ui(std::move(arguments));
   if (command == "dock") return run_dock(std::move(arguments));
   if (command == "pointer") return run_pointer(std::move(arguments));
   if (command == "frames") return run_frames(std::move(arguments));

@@ -28,6 +28,7 @@ int run_serve(Arguments arguments);
 int run_prefs(Arguments arguments);
 int run_settings(Arguments arguments);
 int run_diagnostics(Arguments arguments);
+int run_ui(Arguments arguments);
 int run_dock(Arguments arguments);
 int run_pointer(Arguments arguments);
 int run_frames(Arguments arguments);

@@ -2,6 +2,7 @@
 
 #include "app/diagnostics_report.hpp"
 #include "app/settings.hpp"
+#include "ui/page_content.hpp"
 #include "cli.hpp"
 #include "host_runtime.hpp"
 
@@ -26,6 +27,31 @@ int run_diagnostics(Arguments arguments) {
   if (!runtime) return kExitFailure;
   if (!arguments.empty()) return fail(kExitUsage, "'kolvo diagnostics' takes no arguments besides --sim.");
   std::cout << app::diagnostics_report(runtime->runtime().diagnostics_input()) << '\n';
+  return 0;
+}
+
+int run_ui(Arguments arguments) {
+  const bool json = take_flag(arguments, "--json");
+  auto runtime = open_runtime(arguments, HostRuntime::Mode::read_only);
+  if (!runtime) return kExitFailure;
+  std::string pages;
+  for (const auto& [page, name] : ui::kSettingsPageTable.entries) pages += (pages.empty() ? "" : ", ") + std::string(name);
+  const auto page = arguments.size() == 1 ? ui::kSettingsPageTable.parse(arguments.front()) : std::nullopt;
+  if (!page) return fail(kExitUsage, "'kolvo ui' takes one page: " + pages + ".");
+  // The Mac's window can calibrate, choose apps, ask before restoring and so on; these hooks
+  // only let the page show those controls as it does there. Printing a page never acts.
+  const auto shown_only = [] {};
+  ui::SettingsPageHooks hooks{
+      .open_login_items_settings = shown_only,
+      .open_accessibility_settings = shown_only,
+      .calibrate = shown_only,
+      .replay_onboarding = shown_only,
+      .copy_to_pasteboard = [](const std::string&) {},
+      .choose_app_location = [] { return std::optional<std::string>(); },
+      .confirm = [](const std::string&, const std::string&, const std::string&) { return false; },
+  };
+  const ui::PageContent content = runtime->runtime().settings_pages(std::move(hooks)).content(*page);
+  std::cout << (json ? ui::to_json(content).dump(2) + "\n" : ui::to_text(content));
   return 0;
 }
 

@@ -208,4 +208,30 @@ std::unique_ptr<AppComponents> Runtime::make_components(OverlayPlatform& overlay
   return std::make_unique<RuntimeComponents>(*this, overlay);
 }
 
+ui::SettingsPages Runtime::settings_pages(ui::SettingsPageHooks hooks) {
+  hooks.launch_at_login = [this] {
+    return ui::LaunchAtLoginState{launch_at_login_.is_enabled(), launch_at_login_.needs_approval(),
+                                  launch_at_login_.last_error()};
+  };
+  hooks.set_launch_at_login = [this](bool enabled) { launch_at_login_.set_enabled(enabled); };
+  hooks.diagnostics_report = [this] { return diagnostics_report(diagnostics_input()); };
+  auto& hidden = hidden_dock();
+  return ui::SettingsPages(
+      ui::SettingsPageStores{.corner_controls = settings_.corner_controls(),
+                             .edge_modes = settings_.edge_modes(),
+                             .activation = settings_.activation(),
+                             .pressure_zone = settings_.pressure_zone(),
+                             .alignment = settings_.alignment(),
+                             .calibrations = dock_.store(),
+                             .apps = hidden.apps(),
+                             .launcher = hidden.launcher(),
+                             .profiles = hidden.profiles(),
+                             .catalog = *ports_.applications,
+                             .appearance = settings_.control_appearance(),
+                             .sounds = settings_.sound_effects(),
+                             .deck = settings_.deck(),
+                             .deck_stats = settings_.deck_stats()},
+      std::move(hooks));
+}
+
 }  // namespace kolvo::app

@@ -14,6 +14,7 @@
 #include "controls/control_services.hpp"
 #include "dock/dock_services.hpp"
 #include "overlay/hidden_dock_services.hpp"
+#include "ui/settings_pages.hpp"
 
 namespace kolvo::app {
 
@@ -63,6 +64,10 @@ class Runtime {
   // app::effective_settings), then the Hidden Dock's apps, the launcher, the profiles and the
   // timer, in the domain's key order.
   nlohmann::ordered_json effective_settings();
+
+  // The settings window's pages over this runtime's stores. `hooks` holds what the shell can do
+  // beyond the stores; launch at login and the diagnostics report are this runtime's own.
+  ui::SettingsPages settings_pages(ui::SettingsPageHooks hooks);
 
   // The long-lived services the delegate creates at launch, with the platform's panels and
   // pointer monitors.

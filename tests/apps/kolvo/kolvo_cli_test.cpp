@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <random>
 #include <sstream>
 #include <thread>
@@ -93,12 +94,40 @@ TEST_F(KolvoCli, ReadingCommandsAndUnrelatedChangesNeverWriteTheFile) {
   for (const char* command : {"prefs read com.kolvo.dockCalibration", "prefs read", "settings", "settings --json",
                               "dock", "dock --json", "diagnostics", "timer", "timer status --json",
                               "control volume", "control brightness", "control output", "control dark",
-                              "control volume 0.3", "control snap leftHalf", "control tab 1"}) {
+                              "control volume 0.3", "control snap leftHalf", "control tab 1", "ui general",
+                              "ui apps --json", "ui advanced"}) {
     const CommandResult run = kolvo(command);
     EXPECT_EQ(run.exit_code, 0) << command << ": " << run.err;
     EXPECT_EQ(read(prefs_file()), before) << command;
   }
   EXPECT_EQ(before.find("multiDisplayCalibration"), std::string::npos);
+}
+
+// A settings page prints the texts and states the Mac shows, from the same stores: here a
+// stored slider on the left edge and a dial under it.
+TEST_F(KolvoCli, UiPagesShowTheStoredSettingsAndRefuseUnknownPages) {
+  ASSERT_EQ(kolvo("prefs write com.kolvo.leftEdgeMode -string volume").exit_code, 0);
+  ASSERT_EQ(kolvo("prefs write com.kolvo.cornerBottomLeftMode -string timer").exit_code, 0);
+  const CommandResult controls = kolvo("ui controls --json");
+  ASSERT_EQ(controls.exit_code, 0) << controls.err;
+  const auto page = nlohmann::json::parse(controls.out);
+  EXPECT_EQ(page["title"], "Controls");
+  std::map<std::string, nlohmann::json> rows;
+  for (const auto& section : page["sections"]) {
+    for (const auto& row : section["rows"]) {
+      if (row.contains("id")) rows[row["id"].get<std::string>()] = row;
+    }
+  }
+  EXPECT_EQ(rows["leftEdgeMode"]["selected"], "volume");
+  EXPECT_EQ(rows["corner.bottomLeft"]["selected"], "timer");
+  EXPECT_EQ(rows["corner.bottomLeft"]["note"], "Inactive: the volume control already uses this corner.");
+  EXPECT_NE(kolvo("ui general").out.find("Hidden Dock opens from the right edge of your Dock."), std::string::npos);
+
+  for (const char* bad : {"ui", "ui Settings", "ui general extra"}) {
+    const CommandResult run = kolvo(bad);
+    EXPECT_EQ(run.exit_code, 2) << bad;
+    EXPECT_EQ(run.err, "kolvo: 'kolvo ui' takes one page: general, controls, profiles, apps, deck, corvane, advanced.\n");
+  }
 }
 
 // The profile in force follows the frontmost application while the pointer moves: switching
