@@ -3,13 +3,16 @@
 #include <memory>
 
 #include "app/app_ports.hpp"
+#include "ui/settings_pages.hpp"
 
 namespace kolvo::mac {
 
 // NSApplication, the status item and the application's windows.
 class MacAppShell final : public app::AppShell {
  public:
-  MacAppShell();
+  // Makes the settings window's pages with the hooks only AppKit can serve.
+  using PagesFactory = std::function<ui::SettingsPages(ui::SettingsPageHooks)>;
+  explicit MacAppShell(PagesFactory make_pages);
   ~MacAppShell() override;
 
   void set_activation_policy_accessory() override;
@@ -27,6 +30,7 @@ class MacAppShell final : public app::AppShell {
 
  private:
   struct Objects;
+  PagesFactory make_pages_;
   std::unique_ptr<Objects> objects_;
 };
 

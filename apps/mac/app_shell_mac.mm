@@ -2,6 +2,7 @@
 
 #include "app_shell_mac.hpp"
 #include "platform/mac/objc_text.hpp"
+#include "platform/mac/page_view_mac.hpp"
 
 // Receives the status menu's clicks and open/close events and hands them to the core.
 @interface KolvoStatusMenuTarget : NSObject <NSMenuDelegate>
@@ -29,6 +30,17 @@
 @implementation KolvoWindowCallbacks
 - (void)windowWillClose:(NSNotification*)notification {
   if (self.closed) self.closed();
+}
+@end
+
+// Forwards a click to a block, for controls that need no state of their own.
+@interface KolvoClickTarget : NSObject
+@property(nonatomic, copy) void (^clicked)(NSButton*);
+@end
+
+@implementation KolvoClickTarget
+- (void)click:(NSButton*)sender {
+  if (self.clicked) self.clicked(sender);
 }
 @end
 
@@ -68,6 +80,43 @@ NSWindow* titled_window(NSString* title, NSSize size) {
   return window;
 }
 
+void open_system_settings(NSString* pane) { [NSWorkspace.sharedWorkspace openURL:[NSURL URLWithString:pane]]; }
+
+std::optional<std::string> choose_application_location() {
+  NSOpenPanel* panel = [NSOpenPanel openPanel];
+  panel.title = @"Choose Apps for Kolvo";
+  panel.prompt = @"Choose";
+  panel.canChooseDirectories = NO;
+  panel.allowsMultipleSelection = NO;
+  panel.treatsFilePackagesAsDirectories = NO;
+  panel.directoryURL = [NSURL fileURLWithPath:@"/Applications" isDirectory:YES];
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+  panel.allowedFileTypes = @[ @"app" ];
+#pragma clang diagnostic pop
+  if ([panel runModal] != NSModalResponseOK || panel.URL == nil) return std::nullopt;
+  return platform::utf8(panel.URL.path);
+}
+
+bool confirm(const std::string& title, const std::string& explanation, const std::string& button) {
+  NSAlert* alert = [NSAlert new];
+  alert.messageText = ns_string(title);
+  alert.informativeText = ns_string(explanation);
+  [alert addButtonWithTitle:ns_string(button)];
+  [alert addButtonWithTitle:@"Cancel"];
+  return [alert runModal] == NSAlertFirstButtonReturn;
+}
+
+void tell(const std::string& message) {
+  NSAlert* alert = [NSAlert new];
+  alert.messageText = ns_string(message);
+  [alert runModal];
+}
+
+constexpr ui::SettingsPage kPages[] = {ui::SettingsPage::general, ui::SettingsPage::controls, ui::SettingsPage::profiles,
+                                       ui::SettingsPage::apps,    ui::SettingsPage::deck,     ui::SettingsPage::corvane,
+                                       ui::SettingsPage::advanced};
+
 }  // namespace
 
 struct MacAppShell::Objects {
@@ -76,12 +125,27 @@ struct MacAppShell::Objects {
   NSWindow* settings_window = nil;
   std::function<void()> settings_on_calibrate;
   std::function<void()> settings_on_replay;
+  std::optional<ui::SettingsPages> pages;
+  ui::SettingsPage page = ui::SettingsPage::general;
+  KolvoPageView* page_view = nil;
+  KolvoClickTarget* sidebar_target = nil;
+  NSMutableArray<NSButton*>* sidebar = nil;
+
+  void show_page(ui::SettingsPage shown) {
+    page = shown;
+    for (NSButton* button in sidebar) {
+      button.state = button.tag == static_cast<NSInteger>(shown) ? NSControlStateValueOn : NSControlStateValueOff;
+    }
+    settings_window.subtitle = ns_string(ui::page_title(shown));
+    [page_view showContent:pages->content(shown)];
+  }
   NSWindow* onboarding_window = nil;
   KolvoWindowCallbacks* onboarding_callbacks = nil;
   std::function<void()> onboarding_on_calibrate;
 };
 
-MacAppShell::MacAppShell() : objects_(std::make_unique<Objects>()) {}
+MacAppShell::MacAppShell(PagesFactory make_pages)
+    : make_pages_(std::move(make_pages)), objects_(std::make_unique<Objects>()) {}
 MacAppShell::~MacAppShell() = default;
 
 void MacAppShell::set_activation_policy_accessory() {
@@ -137,14 +201,69 @@ bool MacAppShell::has_visible_titled_window() const {
 void MacAppShell::activate_ignoring_other_apps() { [NSApp activateIgnoringOtherApps:YES]; }
 
 void MacAppShell::create_settings_window(std::function<void()> on_calibrate, std::function<void()> on_replay) {
-  objects_->settings_on_calibrate = std::move(on_calibrate);
-  objects_->settings_on_replay = std::move(on_replay);
-  objects_->settings_window = titled_window(@"Kolvo Settings", NSMakeSize(720, 560));
+  Objects& o = *objects_;
+  o.settings_on_calibrate = std::move(on_calibrate);
+  o.settings_on_replay = std::move(on_replay);
+  o.pages.emplace(make_pages_(ui::SettingsPageHooks{
+      .open_login_items_settings =
+          [] { open_system_settings(@"x-apple.systempreferences:com.apple.LoginItems-Settings.extension"); },
+      .open_accessibility_settings =
+          [] { open_system_settings(@"x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility"); },
+      .calibrate = [&o] { o.settings_on_calibrate(); },
+      .replay_onboarding = [&o] { o.settings_on_replay(); },
+      .copy_to_pasteboard =
+          [](const std::string& text) {
+            [NSPasteboard.generalPasteboard clearContents];
+            [NSPasteboard.generalPasteboard setString:ns_string(text) forType:NSPasteboardTypeString];
+          },
+      .choose_app_location = [] { return choose_application_location(); },
+      .confirm = [](const std::string& t, const std::string& e, const std::string& b) { return confirm(t, e, b); },
+  }));
+  o.settings_window = titled_window(@"Kolvo Settings", NSMakeSize(760, 600));
+
+  // Every change goes through the page model; the page is then drawn again from the stores.
+  o.page_view = [[KolvoPageView alloc] initWithEventHandler:[&o](const ui::ControlEvent& event) {
+    const ui::EventOutcome outcome = o.pages->handle(o.page, event);
+    if (!outcome.done && !outcome.message.empty()) tell(outcome.message);
+    o.show_page(o.page);
+  }];
+  NSScrollView* scroll = [NSScrollView new];
+  scroll.hasVerticalScroller = YES;
+  scroll.drawsBackground = NO;
+  scroll.documentView = o.page_view;
+  o.page_view.translatesAutoresizingMaskIntoConstraints = NO;
+  [o.page_view.widthAnchor constraintEqualToAnchor:scroll.contentView.widthAnchor].active = YES;
+
+  o.sidebar_target = [KolvoClickTarget new];
+  Objects* objects = &o;
+  o.sidebar_target.clicked = ^(NSButton* button) {
+    objects->show_page(static_cast<ui::SettingsPage>(button.tag));
+  };
+  o.sidebar = [NSMutableArray array];
+  for (const ui::SettingsPage page : kPages) {
+    NSButton* button = [NSButton buttonWithTitle:ns_string(ui::page_title(page))
+                                          target:o.sidebar_target
+                                          action:@selector(click:)];
+    button.bezelStyle = NSBezelStyleRecessed;
+    [button setButtonType:NSButtonTypePushOnPushOff];
+    button.tag = static_cast<NSInteger>(page);
+    [o.sidebar addObject:button];
+  }
+  NSStackView* sidebar = [NSStackView stackViewWithViews:o.sidebar];
+  sidebar.orientation = NSUserInterfaceLayoutOrientationVertical;
+  sidebar.alignment = NSLayoutAttributeLeading;
+  sidebar.edgeInsets = NSEdgeInsetsMake(20, 12, 20, 12);
+  NSStackView* content = [NSStackView stackViewWithViews:@[ sidebar, scroll ]];
+  content.orientation = NSUserInterfaceLayoutOrientationHorizontal;
+  content.alignment = NSLayoutAttributeTop;
+  [sidebar setHuggingPriority:NSLayoutPriorityRequired forOrientation:NSLayoutConstraintOrientationHorizontal];
+  [scroll.heightAnchor constraintEqualToAnchor:content.heightAnchor].active = YES;
+  o.settings_window.contentView = content;
 }
 
 void MacAppShell::show_settings_window(ui::SettingsPage page) {
   if (objects_->settings_window == nil) return;
-  objects_->settings_window.subtitle = ns_string(ui::to_string(page)).capitalizedString;
+  objects_->show_page(page);
   [NSApp activateIgnoringOtherApps:YES];
   [objects_->settings_window makeKeyAndOrderFront:nil];
 }

@@ -19,7 +19,7 @@ struct MacApplication {
                        executor, clock, {}};
   platform::MacOverlayPlatform panels{runtime};
   std::unique_ptr<app::AppComponents> components = runtime.make_components(panels);
-  MacAppShell shell;
+  MacAppShell shell{[this](ui::SettingsPageHooks hooks) { return runtime.settings_pages(std::move(hooks)); }};
   app::AppDelegate delegate{app::AppDelegatePorts{
       .shell = shell,
       .components = *components,

@@ -1,7 +1,6 @@
 #include "ui/page_content.hpp"
 
 #include "base/enum_table.hpp"
-#include "base/number_text.hpp"
 
 namespace kolvo::ui {
 namespace {
@@ -14,6 +13,9 @@ template <class... F>
 struct Overloaded : F... {
   using F::operator()...;
 };
+// clang 14 does not yet deduce an aggregate's template arguments by itself.
+template <class... F>
+Overloaded(F...) -> Overloaded<F...>;
 
 std::string_view id_of(const Row& row) {
   return std::visit(Overloaded{[](const TextRow&) { return std::string_view(); },
