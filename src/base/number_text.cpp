@@ -14,6 +14,15 @@ std::string shortest_real_text(double value) {
   return std::string(buffer, result.ptr);
 }
 
+std::string fixed_real_text(double value, int digits) {
+  if (std::isnan(value)) return "nan";
+  if (std::isinf(value)) return value > 0 ? "inf" : "-inf";
+  // The largest double written out in full takes 309 digits before the point.
+  char buffer[400];
+  const auto result = std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, digits);
+  return std::string(buffer, result.ptr);
+}
+
 std::string swift_real_text(double value) {
   if (std::isnan(value)) return "nan";
   if (std::isinf(value)) return value > 0 ? "inf" : "-inf";

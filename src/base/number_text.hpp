@@ -14,6 +14,9 @@ std::string shortest_real_text(double value);
 // As Swift prints a Double: shortest round-trip, with ".0" on whole numbers ("2.0", "0.4").
 std::string swift_real_text(double value);
 
+// As "%.*f" prints in the C locale ("1512", "-0", "0.25"); digits from 0 to 17.
+std::string fixed_real_text(double value, int digits);
+
 // As "%0*d" prints: at least `width` digits, zeros in front ("07"); a sign before them.
 std::string zero_padded(long long value, int width);
 

@@ -25,6 +25,7 @@
 #include "platform/host_ports.hpp"
 #include "prefs/preference_store.hpp"
 #include "sound/sound_ports.hpp"
+#include "ui/calibration_window_model.hpp"
 #include "ui/system_appearance.hpp"
 
 namespace kolvo::platform {
@@ -237,9 +238,26 @@ class MacHaptics final : public overlay::HapticPerformer {
 // floating above the menu bar on every Space and beside full-screen apps. Each goes where
 // `placement` says, on the display under the pointer, and is ordered front or out as the
 // pointer monitor says; a change of displays puts the open ones where they now belong.
+// The calibration window over one display: a box to drag and resize over the Dock, with its
+// numbers and buttons. `closed` runs once, after a save or a cancel.
+class MacCalibrationWindow {
+ public:
+  MacCalibrationWindow(dock::DockServices& dock, const base::WallClock& clock, std::function<void()> closed);
+  ~MacCalibrationWindow();
+  MacCalibrationWindow(const MacCalibrationWindow&) = delete;
+  MacCalibrationWindow& operator=(const MacCalibrationWindow&) = delete;
+  void show(const dock::ScreenInfo& screen);
+
+ private:
+  struct Objects;
+  ui::CalibrationWindowModel model_;
+  std::unique_ptr<Objects> objects_;
+};
+
 class MacOverlayWindowManager final : public overlay::OverlayWindowManager, public overlay::HapticPerformer {
  public:
-  MacOverlayWindowManager(overlay::PanelPlacement placement, base::DiagnosticsLog& log);
+  MacOverlayWindowManager(overlay::PanelPlacement placement, dock::DockServices& dock, const base::WallClock& clock,
+                          base::DiagnosticsLog& log);
   ~MacOverlayWindowManager() override;
   MacOverlayWindowManager(const MacOverlayWindowManager&) = delete;
   MacOverlayWindowManager& operator=(const MacOverlayWindowManager&) = delete;
@@ -281,8 +299,11 @@ class MacOverlayWindowManager final : public overlay::OverlayWindowManager, publ
   void replace(Kind kind, std::optional<Open>& slot);
 
   overlay::PanelPlacement placement_;
+  dock::DockServices& dock_;
+  const base::WallClock& clock_;
   base::DiagnosticsLog& log_;
   MacHaptics haptics_;
+  std::unique_ptr<MacCalibrationWindow> calibration_;
   std::unique_ptr<Panels> panels_;
   std::optional<Open> tray_, slider_, dial_, cue_;
   bool pinned_ = false;
@@ -329,7 +350,8 @@ class MacOverlayPlatform final : public app::OverlayPlatform {
 
   std::shared_ptr<overlay::OverlayWindowManager> make_panels() override {
     panels_ = std::make_shared<MacOverlayWindowManager>(
-        overlay::PanelPlacement(runtime_.dock(), runtime_.hidden_dock().zones()), runtime_.log());
+        overlay::PanelPlacement(runtime_.dock(), runtime_.hidden_dock().zones()), runtime_.dock(), runtime_.clock(),
+        runtime_.log());
     return panels_;
   }
   overlay::HapticPerformer& haptics() override {

@@ -63,8 +63,9 @@ struct MacOverlayWindowManager::Panels {
   }
 };
 
-MacOverlayWindowManager::MacOverlayWindowManager(overlay::PanelPlacement placement, base::DiagnosticsLog& log)
-    : placement_(placement), log_(log), panels_(std::make_unique<Panels>()) {}
+MacOverlayWindowManager::MacOverlayWindowManager(overlay::PanelPlacement placement, dock::DockServices& dock,
+                                                 const base::WallClock& clock, base::DiagnosticsLog& log)
+    : placement_(placement), dock_(dock), clock_(clock), log_(log), panels_(std::make_unique<Panels>()) {}
 
 MacOverlayWindowManager::~MacOverlayWindowManager() {
   for (const Kind kind : {Kind::tray, Kind::slider, Kind::dial, Kind::cue}) [panels_->of(kind) orderOut:nil];
@@ -166,9 +167,25 @@ void MacOverlayWindowManager::reveal_timer_control() {
 }
 
 void MacOverlayWindowManager::start_calibration(std::function<void()> completed) {
-  // The calibration window is not drawn yet; `kolvo dock calibrate` saves a calibration meanwhile.
-  log_.record("Overlay", "calibration window unavailable; use kolvo dock calibrate");
-  if (completed) completed();
+  if (calibration_) return;
+  // The display in use: an open panel's, else the pointer's, else the Dock's.
+  std::optional<dock::ScreenInfo> screen = active_screen();
+  if (!screen) screen = pointer_screen();
+  if (!screen) screen = dock_.target_screen();
+  if (!screen) {
+    log_.record("Overlay", "no display to calibrate");
+    if (completed) completed();
+    return;
+  }
+  close_all_panels();
+  calibration_ = std::make_unique<MacCalibrationWindow>(dock_, clock_, [this, completed = std::move(completed)] {
+    // The window is still on the stack that reports its close; let it go afterwards.
+    dispatch_async(dispatch_get_main_queue(), ^{
+      calibration_.reset();
+    });
+    if (completed) completed();
+  });
+  calibration_->show(*screen);
 }
 
 std::optional<dock::ScreenInfo> MacOverlayWindowManager::active_screen() const {
