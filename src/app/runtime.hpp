@@ -64,6 +64,10 @@ class Runtime {
   // timer, in the domain's key order.
   nlohmann::ordered_json effective_settings();
 
+  // The activation zones as a map, from the live zones, the displays and the trays, with
+  // labels of `label_size` points.
+  ui::ZoneMap zone_map(double label_size);
+
   // The long-lived services the delegate creates at launch, with the platform's panels and
   // pointer monitors.
   std::unique_ptr<AppComponents> make_components(OverlayPlatform& overlay);
