@@ -37,7 +37,9 @@ NSPanel* make_zone_panel() {
   panel.hasShadow = NO;
   panel.ignoresMouseEvents = YES;
   panel.animationBehavior = NSWindowAnimationBehaviorNone;
+  // A layer-hosting view: the layers below it are ours to replace at each redraw.
   NSView* view = [[NSView alloc] initWithFrame:NSMakeRect(0, 0, 1, 1)];
+  view.layer = [CALayer layer];
   view.wantsLayer = YES;
   panel.contentView = view;
   return panel;
