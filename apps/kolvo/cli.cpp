@@ -22,6 +22,9 @@ constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
                             profiles, apps, deck, corvane or advanced
   dock [--json] [--sim FILE]
                             every display's Dock: calibration, detection, trigger areas
+  dock --svg FILE [--sim FILE]
+                            draw every display's activation zones, Dock and trays
+                            to scale as an SVG picture
   dock calibrate --display KEY --rect X,Y,W,H --position bottom|left|right [--sim FILE]
                             save a calibration for a display
   pointer [--json] [--sim FILE] [--frontmost BUNDLE_ID]

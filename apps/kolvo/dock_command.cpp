@@ -1,3 +1,10 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <sstream>
 
@@ -5,6 +12,7 @@
 #include "base/number_text.hpp"
 #include "cli.hpp"
 #include "host_runtime.hpp"
+#include "ui/zone_map_svg.hpp"
 
 namespace kolvo::host {
 namespace {
@@ -111,6 +119,50 @@ std::optional<std::string> take_value(Arguments& arguments, std::string_view fla
   return value;
 }
 
+// Writes `text` to `path` through a temporary file beside it, flushed to the disk before it
+// takes the name, so a picture already there is replaced whole or not at all. Empty when
+// written, otherwise why not.
+std::string write_atomically(const std::filesystem::path& path, const std::string& text) {
+  const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : std::filesystem::path(".");
+  std::string temporary = (folder / ("." + path.filename().string() + ".XXXXXX")).string();
+  const int fd = ::mkstemp(temporary.data());
+  if (fd < 0) return std::strerror(errno);
+  std::string error;
+  for (std::size_t done = 0; done < text.size() && error.empty();) {
+    const ssize_t n = ::write(fd, text.data() + done, text.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) {
+      error = std::strerror(n < 0 ? errno : EIO);
+    } else {
+      done += static_cast<std::size_t>(n);
+    }
+  }
+  // A picture others can read, as a file made by any other program would be.
+  if (error.empty() && ::fchmod(fd, 0644) != 0) error = std::strerror(errno);
+  if (error.empty() && ::fsync(fd) != 0) error = std::strerror(errno);
+  if (::close(fd) != 0 && error.empty()) error = std::strerror(errno);
+  if (error.empty() && ::rename(temporary.c_str(), path.c_str()) != 0) error = std::strerror(errno);
+  if (!error.empty()) ::unlink(temporary.c_str());
+  return error;
+}
+
+int write_zone_map(app::Runtime& runtime, const std::string& file) {
+  // As at start-up: the display in use first, then each display bootstraps its own entry.
+  runtime.dock().cache().refresh(std::nullopt, "startup", /*force=*/false);
+  ui::ZoneMap map = runtime.zone_map(ui::kZoneMapOverlayLabelSize);
+  if (map.displays.empty()) return fail(kExitFailure, "There is no display to draw the activation zones of.");
+  // The picture is drawn smaller than a large desk, so its labels are set larger to stay readable.
+  ui::place_labels(map, ui::zone_map_svg_label_size(map.bounds()));
+  const std::string error = write_atomically(file, ui::zone_map_svg(map));
+  if (!error.empty()) return fail(kExitFailure, "The zone map could not be written to '" + file + "': " + error + ".");
+  std::size_t zones = 0;
+  for (const auto& display : map.displays) zones += display.zones.size();
+  std::cout << "Wrote the activation zones of " << map.displays.size()
+            << (map.displays.size() == 1 ? " display" : " displays") << " (" << zones << " rectangles) to " << file
+            << '\n';
+  return 0;
+}
+
 int calibrate(Arguments arguments) {
   bool missing = false;
   const auto key = take_value(arguments, "--display", missing);
@@ -146,9 +198,16 @@ int run_dock(Arguments arguments) {
     return calibrate(std::move(arguments));
   }
   const bool json = take_flag(arguments, "--json");
+  bool missing_file = false;
+  const auto svg = take_value(arguments, "--svg", missing_file);
+  if (missing_file || (svg && svg->empty())) return fail(kExitUsage, "--svg needs the file to write the picture to.");
+  if (svg && json) return fail(kExitUsage, "'kolvo dock --svg FILE' writes a picture; it takes no --json.");
   auto runtime = open_runtime(arguments, HostRuntime::Mode::read_only);
   if (!runtime) return kExitFailure;
-  if (!arguments.empty()) return fail(kExitUsage, "'kolvo dock' takes --json, --sim FILE, or 'calibrate'.");
+  if (!arguments.empty()) {
+    return fail(kExitUsage, "'kolvo dock' takes --json, --svg FILE, --sim FILE, or 'calibrate'.");
+  }
+  if (svg) return write_zone_map(runtime->runtime(), *svg);
   const Json report = describe_displays(runtime->runtime());
   if (json) {
     std::cout << report.dump(2) << '\n';

@@ -18,6 +18,7 @@
 #include "prefs/preference_store.hpp"
 #include "sound/sound_ports.hpp"
 #include "ui/system_appearance.hpp"
+#include "ui/zone_map.hpp"
 
 namespace kolvo::app {
 
@@ -68,6 +69,8 @@ class OverlayPlatform {
       std::shared_ptr<overlay::HoverMonitor> monitor) = 0;
   // Starts delivering pointer moves, once launch has everything in place.
   virtual void install_pointer_monitors() = 0;
+  // The panels the activation zones are drawn on while "Show activation zones" is on.
+  virtual std::shared_ptr<ui::ZoneMapPanels> make_zone_map_panels() = 0;
 };
 
 }  // namespace kolvo::app

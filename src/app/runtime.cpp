@@ -2,6 +2,7 @@
 
 #include "overlay/zone_rebuilder.hpp"
 #include "prefs/settings_keys.hpp"
+#include "ui/zone_map_overlay.hpp"
 
 namespace kolvo::app {
 namespace {
@@ -13,13 +14,14 @@ std::unique_ptr<prefs::PreferenceStore> copy_if_read_only(const PlatformPorts& p
 
 // The platform's panels, with the pointer zones rebuilt whenever the panels recompute their
 // geometry, whoever asks: the Dock's refresh, a setting's change or a display's. The zones
-// are built from the same settings and geometry, so they never lag behind what is drawn.
+// are built from the same settings and geometry, so they never lag behind what is drawn; the
+// zone map, when shown, is drawn again from them.
 class ZoneFollowingPanels final : public overlay::OverlayWindowManager {
  public:
   // `monitor` is read at each rebuild: the monitor is made after the panels.
   ZoneFollowingPanels(std::shared_ptr<overlay::OverlayWindowManager> panels,
-                      const std::shared_ptr<overlay::HoverMonitor>& monitor)
-      : panels_(std::move(panels)), monitor_(monitor) {}
+                      const std::shared_ptr<overlay::HoverMonitor>& monitor, std::weak_ptr<ui::ZoneMapOverlay> zone_map)
+      : panels_(std::move(panels)), monitor_(monitor), zone_map_(std::move(zone_map)) {}
 
   void show_hidden_dock(overlay::DockSide side, bool pinned) override { panels_->show_hidden_dock(side, pinned); }
   void hide_hidden_dock() override { panels_->hide_hidden_dock(); }
@@ -50,10 +52,12 @@ class ZoneFollowingPanels final : public overlay::OverlayWindowManager {
  private:
   void rebuild_zones() {
     if (monitor_) monitor_->rebuild_zones();
+    if (const auto map = zone_map_.lock()) map->zones_rebuilt();
   }
 
   std::shared_ptr<overlay::OverlayWindowManager> panels_;
   const std::shared_ptr<overlay::HoverMonitor>& monitor_;
+  std::weak_ptr<ui::ZoneMapOverlay> zone_map_;
 };
 
 class RuntimeComponents final : public AppComponents {
@@ -64,7 +68,10 @@ class RuntimeComponents final : public AppComponents {
     return runtime_.ports().focused_application;
   }
   std::shared_ptr<overlay::OverlayWindowManager> make_overlay_window_manager() override {
-    return std::make_shared<ZoneFollowingPanels>(overlay_.make_panels(), monitor_);
+    Runtime& runtime = runtime_;
+    zone_map_ = std::make_shared<ui::ZoneMapOverlay>(runtime.settings().zone_map(), overlay_.make_zone_map_panels(),
+                                                     [&runtime] { return runtime.zone_map(ui::kZoneMapOverlayLabelSize); });
+    return std::make_shared<ZoneFollowingPanels>(overlay_.make_panels(), monitor_, zone_map_);
   }
   std::shared_ptr<overlay::HoverMonitorControl> make_hover_monitor(
       std::weak_ptr<overlay::OverlayWindowManager> manager) override {
@@ -73,8 +80,10 @@ class RuntimeComponents final : public AppComponents {
                                                        hidden_dock.zones());
     rebuilder_ = std::make_unique<overlay::ZoneRebuilder>(
         runtime_.main(), runtime_.settings().activation_settings(), hidden_dock.apps(), hidden_dock.profiles(),
-        runtime_.ports().focused_application.get(), [monitor = std::weak_ptr<overlay::HoverMonitor>(monitor_)] {
+        runtime_.ports().focused_application.get(),
+        [monitor = std::weak_ptr<overlay::HoverMonitor>(monitor_), map = std::weak_ptr<ui::ZoneMapOverlay>(zone_map_)] {
           if (const auto alive = monitor.lock()) alive->rebuild_zones();
+          if (const auto shown = map.lock()) shown->zones_rebuilt();
         });
     return overlay_.attach_pointer_monitors(monitor_);
   }
@@ -98,6 +107,7 @@ class RuntimeComponents final : public AppComponents {
   OverlayPlatform& overlay_;
   std::shared_ptr<overlay::HoverMonitor> monitor_;
   std::unique_ptr<overlay::ZoneRebuilder> rebuilder_;
+  std::shared_ptr<ui::ZoneMapOverlay> zone_map_;
 };
 
 }  // namespace
@@ -204,6 +214,10 @@ nlohmann::ordered_json Runtime::effective_settings() {
   return out;
 }
 
+ui::ZoneMap Runtime::zone_map(double label_size) {
+  return ui::live_zone_map(hidden_dock().zones(), dock_, settings_.alignment().alignment_edge_offset(), label_size);
+}
+
 std::unique_ptr<AppComponents> Runtime::make_components(OverlayPlatform& overlay) {
   return std::make_unique<RuntimeComponents>(*this, overlay);
 }
@@ -230,7 +244,8 @@ ui::SettingsPages Runtime::settings_pages(ui::SettingsPageHooks hooks) {
                              .appearance = settings_.control_appearance(),
                              .sounds = settings_.sound_effects(),
                              .deck = settings_.deck(),
-                             .deck_stats = settings_.deck_stats()},
+                             .deck_stats = settings_.deck_stats(),
+                             .zone_map = settings_.zone_map()},
       std::move(hooks));
 }
 

@@ -69,6 +69,10 @@ class Runtime {
   // beyond the stores; launch at login and the diagnostics report are this runtime's own.
   ui::SettingsPages settings_pages(ui::SettingsPageHooks hooks);
 
+  // The activation zones as a map, from the live zones, the displays and the trays, with
+  // labels of `label_size` points.
+  ui::ZoneMap zone_map(double label_size);
+
   // The long-lived services the delegate creates at launch, with the platform's panels and
   // pointer monitors.
   std::unique_ptr<AppComponents> make_components(OverlayPlatform& overlay);

@@ -32,6 +32,7 @@ overlay::EdgeModeSettingsStore& Settings::edge_modes() { return lazily(edge_mode
 overlay::KolvoActivationSettingsStore& Settings::activation() { return lazily(activation_, ports_.prefs, ports_.center); }
 overlay::PressureZoneSettingsStore& Settings::pressure_zone() { return lazily(pressure_zone_, ports_.prefs); }
 overlay::DockExpandingAppsSettingsStore& Settings::dock_expanding_apps() { return lazily(dock_expanding_apps_, ports_.prefs); }
+ui::ZoneMapSettingsStore& Settings::zone_map() { return lazily(zone_map_, ports_.prefs); }
 deck::KolvoDeckSettingsStore& Settings::deck() { return lazily(deck_, ports_.prefs); }
 deck::DeckStatsSettingsStore& Settings::deck_stats() { return lazily(deck_stats_, ports_.prefs); }
 
@@ -49,6 +50,7 @@ void Settings::load_all() {
   activation();
   pressure_zone();
   dock_expanding_apps();
+  zone_map();
   deck();
   deck_stats();
   sound_effects();
@@ -98,6 +100,7 @@ nlohmann::ordered_json effective_settings(Settings& settings) {
   out[text(prefs::keys::kActivationSide)] = text(to_string(settings.activation().activation_side()));
   out[text(prefs::keys::kUsePressureZone)] = settings.pressure_zone().use_pressure_zone();
   out[text(prefs::keys::kDockExpandingAppsEnabled)] = settings.dock_expanding_apps().is_enabled();
+  out[text(prefs::keys::kShowActivationZones)] = settings.zone_map().show_activation_zones();
   out[text(prefs::keys::kSoundEffectsEnabled)] = settings.sound_effects().is_enabled();
   out[text(prefs::keys::kDeckEnabled)] = settings.deck().is_enabled();
 

@@ -19,6 +19,7 @@
 #include "ui/control_appearance_store.hpp"
 #include "ui/liquid_glass_store.hpp"
 #include "ui/system_appearance.hpp"
+#include "ui/zone_map_settings_store.hpp"
 
 namespace kolvo::app {
 
@@ -53,6 +54,7 @@ class Settings {
   overlay::KolvoActivationSettingsStore& activation();
   overlay::PressureZoneSettingsStore& pressure_zone();
   overlay::DockExpandingAppsSettingsStore& dock_expanding_apps();
+  ui::ZoneMapSettingsStore& zone_map();
   deck::KolvoDeckSettingsStore& deck();
   deck::DeckStatsSettingsStore& deck_stats();
   sound::SoundEffectsManager& sound_effects();
@@ -75,6 +77,7 @@ class Settings {
   std::unique_ptr<overlay::KolvoActivationSettingsStore> activation_;
   std::unique_ptr<overlay::PressureZoneSettingsStore> pressure_zone_;
   std::unique_ptr<overlay::DockExpandingAppsSettingsStore> dock_expanding_apps_;
+  std::unique_ptr<ui::ZoneMapSettingsStore> zone_map_;
   std::unique_ptr<deck::KolvoDeckSettingsStore> deck_;
   std::unique_ptr<deck::DeckStatsSettingsStore> deck_stats_;
   std::unique_ptr<sound::SoundEffectsManager> sound_effects_;

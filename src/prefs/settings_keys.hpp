@@ -23,6 +23,7 @@ inline constexpr std::string_view kRightEdgeMode = "com.kolvo.rightEdgeMode";
 inline constexpr std::string_view kActivationSide = "com.kolvo.activationSide";
 inline constexpr std::string_view kUsePressureZone = "com.kolvo.usePressureZone";
 inline constexpr std::string_view kDockExpandingAppsEnabled = "com.kolvo.dock.expandingAppsEnabled";
+inline constexpr std::string_view kShowActivationZones = "com.kolvo.showActivationZones";
 inline constexpr std::string_view kSoundEffectsEnabled = "com.kolvo.soundEffectsEnabled";
 inline constexpr std::string_view kDeckEnabled = "com.kolvo.deckEnabled";
 inline constexpr std::string_view kDeckStatsEnabled = "com.kolvo.deck.stats.enabled";

@@ -370,6 +370,13 @@ PageContent SettingsPages::advanced() const {
   if (hooks_.calibrate) dock.rows.push_back(ButtonRow{"calibrate", "Calibrate Kolvo\xE2\x80\xA6"});
   page.sections.push_back(std::move(dock));
 
+  page.sections.push_back(
+      {"Activation zones",
+       {ToggleRow{"showActivationZones", "Show activation zones", stores_.zone_map.show_activation_zones()},
+        TextRow{"Tints every place at the screen's edges and corners that opens something, so you can see why an edge "
+                "does or does not react, and calibrate again where the Dock has moved.",
+                TextStyle::note}}});
+
   const auto& calibrations = stores_.calibrations;
   ChoiceRow displays{"displayMode",
                      "React on",
@@ -434,6 +441,9 @@ EventOutcome SettingsPages::handle(SettingsPage page, const ControlEvent& e) {
   if (e.id == "soundEffects") return toggle([&](bool on) { stores_.sounds.set_enabled(on); });
   if (e.id == "liquidGlass") return toggle([&](bool on) { stores_.appearance.set_liquid_glass_enabled(on); });
   if (e.id == "deckEnabled") return toggle([&](bool on) { stores_.deck.set_enabled(on); });
+  if (e.id == "showActivationZones") {
+    return toggle([&](bool on) { stores_.zone_map.set_show_activation_zones(on); });
+  }
   if (e.id == "lockCalibration") return toggle([&](bool on) { stores_.alignment.set_lock_calibration(on); });
   if (e.id == "followDockChanges") {
     if (!stores_.alignment.is_accessibility_trusted()) return refused("Following the Dock needs Accessibility access.");

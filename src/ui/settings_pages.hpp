@@ -15,6 +15,7 @@
 #include "ui/control_appearance_store.hpp"
 #include "ui/page_content.hpp"
 #include "ui/settings_page.hpp"
+#include "ui/zone_map_settings_store.hpp"
 
 namespace kolvo::ui {
 
@@ -34,6 +35,7 @@ struct SettingsPageStores {
   sound::SoundEffectsManager& sounds;
   deck::KolvoDeckSettingsStore& deck;
   deck::DeckStatsSettingsStore& deck_stats;
+  ZoneMapSettingsStore& zone_map;
 };
 
 struct LaunchAtLoginState {

@@ -15,6 +15,18 @@
 namespace kolvo::app {
 namespace {
 
+// Zone-map panels that keep each map they are told to draw, and whether they are showing.
+class RecordingZoneMap final : public ui::ZoneMapPanels {
+ public:
+  void show_zone_map(const ui::ZoneMap& map) override {
+    maps.push_back(map);
+    shown = true;
+  }
+  void hide_zone_map() override { shown = false; }
+  std::vector<ui::ZoneMap> maps;
+  bool shown = false;
+};
+
 // Panels that record what they are told, and a pointer monitor the test can move.
 class RecordingOverlay final : public OverlayPlatform {
  public:
@@ -26,9 +38,11 @@ class RecordingOverlay final : public OverlayPlatform {
     return monitor;
   }
   void install_pointer_monitors() override {}
+  std::shared_ptr<ui::ZoneMapPanels> make_zone_map_panels() override { return zone_map; }
 
   std::vector<std::string> actions;
   std::shared_ptr<overlay::HoverMonitor> monitor_;
+  std::shared_ptr<RecordingZoneMap> zone_map = std::make_shared<RecordingZoneMap>();
 
  private:
   std::shared_ptr<sim::SimulatedOverlayWindowManager> panels_ =
@@ -157,6 +171,57 @@ TEST(RuntimeComponents, TheZonesFollowTheirSettingsAndTheFrontmostApplicationWit
     EXPECT_TRUE(saw(overlay.actions, c.expected)) << c.name << ": " << ::testing::PrintToString(overlay.actions);
     control->stop();
   }
+}
+
+int count(const ui::ZoneMap& map, ui::ZoneMapKind kind) {
+  int n = 0;
+  for (const auto& display : map.displays) {
+    for (const auto& zone : display.zones) n += zone.kind == kind ? 1 : 0;
+  }
+  return n;
+}
+
+// The zone map is drawn only while its switch is on, and again after every rebuild of the zones
+// that changed it, whether a setting's change or a recompute of the panels asked for it.
+TEST(RuntimeComponents, TheZoneMapFollowsItsSwitchAndEveryRebuildOfTheZones) {
+  base::ManualExecutor executor;
+  testing::FixedWallClock clock;
+  Runtime runtime(simulated_ports(), executor, clock, {.mode = Runtime::Mode::live, .log_mirror = {}});
+  RecordingOverlay overlay;
+  const auto components = runtime.make_components(overlay);
+  const auto panels = components->make_overlay_window_manager();
+  const auto control = components->make_hover_monitor(panels);
+  const auto& drawn = overlay.zone_map->maps;
+
+  struct Step {
+    const char* name;
+    std::function<void()> act;
+    std::size_t maps_drawn;
+    bool shown;
+    int sliders;   // slider zones on the last map drawn
+    int triggers;  // Hidden Dock triggers on it
+  };
+  const Step steps[] = {
+      {"off by default", [] {}, 0, false, 0, 0},
+      {"switched on", [&] { runtime.settings().zone_map().set_show_activation_zones(true); }, 1, true, 0, 2},
+      {"a recompute that changes nothing", [&] { panels->recompute_geometry(); }, 1, true, 0, 2},
+      {"the left edge becomes a slider",
+       [&] { runtime.settings().edge_modes().set_left_edge_mode(prefs::EdgeMode::volume); }, 2, true, 2, 1},
+      {"Pressure Point turns on", [&] { runtime.settings().pressure_zone().set_use_pressure_zone(true); }, 3, true, 1, 0},
+      {"switched off", [&] { runtime.settings().zone_map().set_show_activation_zones(false); }, 3, false, 1, 0},
+      {"a change while off draws nothing",
+       [&] { runtime.settings().edge_modes().set_left_edge_mode(prefs::EdgeMode::dock); }, 3, false, 1, 0},
+  };
+  for (const Step& step : steps) {
+    step.act();
+    executor.advance_seconds(0.1);
+    ASSERT_EQ(drawn.size(), step.maps_drawn) << step.name;
+    EXPECT_EQ(overlay.zone_map->shown, step.shown) << step.name;
+    if (drawn.empty()) continue;
+    EXPECT_EQ(count(drawn.back(), ui::ZoneMapKind::sliderZone), step.sliders) << step.name;
+    EXPECT_EQ(count(drawn.back(), ui::ZoneMapKind::dockTrigger), step.triggers) << step.name;
+  }
+  control->stop();
 }
 
 }  // namespace

@@ -52,6 +52,10 @@ TEST(Settings, MalformedStoredValuesFallBackToTheirDefaultsAndAreNeverWrittenBac
       {"launch beta absent", {}, "com.kolvo.launchBetaEnabled", true},
       {"launch beta off", {{"com.kolvo.launchBetaEnabled", false}}, "com.kolvo.launchBetaEnabled", false},
       {"pressure zone as number", {{"com.kolvo.usePressureZone", 1}}, "com.kolvo.usePressureZone", false},
+      {"zone map absent", {}, "com.kolvo.showActivationZones", false},
+      {"zone map on", {{"com.kolvo.showActivationZones", true}}, "com.kolvo.showActivationZones", true},
+      {"zone map as string", {{"com.kolvo.showActivationZones", "YES"}}, "com.kolvo.showActivationZones", false},
+      {"zone map as number", {{"com.kolvo.showActivationZones", 1}}, "com.kolvo.showActivationZones", false},
   };
   for (const Case& c : cases) {
     SettingsFixture fixture(c.stored);

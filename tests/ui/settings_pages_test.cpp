@@ -38,7 +38,7 @@ struct PagesHarness {
     return {s.corner_controls(), s.edge_modes(),  s.activation(),        s.pressure_zone(),
             s.alignment(),       geometry.services->store(), hidden.apps(), hidden.launcher(),
             hidden.profiles(),   geometry.desktop, s.control_appearance(), s.sound_effects(),
-            s.deck(),            s.deck_stats()};
+            s.deck(),            s.deck_stats(),       s.zone_map()};
   }
 
   SettingsPageHooks hooks() {
@@ -167,6 +167,8 @@ TEST(SettingsPages, ControlsWriteTheirStoresAndRefuseWhatTheyDoNotOffer) {
        [](app::Settings& s) {
          return s.deck_stats().enabled() == std::vector<prefs::KolvoDeckStatKind>{prefs::KolvoDeckStatKind::battery};
        }},
+      {"activation zones shown", SettingsPage::advanced, "showActivationZones", true, true,
+       [](app::Settings& s) { return s.zone_map().show_activation_zones(); }},
       {"edge offset clamps", SettingsPage::advanced, "alignmentEdgeOffset", 40.0, true,
        [](app::Settings& s) { return s.alignment().alignment_edge_offset() == 12.0; }},
       {"edge offset NaN", SettingsPage::advanced, "alignmentEdgeOffset", std::nan(""), false,

@@ -27,6 +27,7 @@
 #include "sound/sound_ports.hpp"
 #include "ui/calibration_window_model.hpp"
 #include "ui/system_appearance.hpp"
+#include "ui/zone_map.hpp"
 
 namespace kolvo::platform {
 
@@ -310,6 +311,24 @@ class MacOverlayWindowManager final : public overlay::OverlayWindowManager, publ
   overlay::DockSide last_side_ = overlay::DockSide::left;
 };
 
+// The zone map as AppKit panels: one borderless, click-through, non-activating panel over each
+// display, above normal windows and the Dock, drawing the rectangles, colours and labels the
+// map gives with Core Animation layers. The panels are kept and redrawn as the map changes.
+class MacZoneMapPanels final : public ui::ZoneMapPanels {
+ public:
+  MacZoneMapPanels();
+  ~MacZoneMapPanels() override;
+  MacZoneMapPanels(const MacZoneMapPanels&) = delete;
+  MacZoneMapPanels& operator=(const MacZoneMapPanels&) = delete;
+
+  void show_zone_map(const ui::ZoneMap& map) override;
+  void hide_zone_map() override;
+
+ private:
+  struct Panels;
+  std::unique_ptr<Panels> panels_;
+};
+
 // The pointer monitor with its global and local event monitors for pointer moves and left
 // drags; stopping removes them.
 class MacHoverMonitor final : public overlay::HoverMonitorControl {
@@ -365,6 +384,7 @@ class MacOverlayPlatform final : public app::OverlayPlatform {
   void install_pointer_monitors() override {
     if (pointer_monitors_) pointer_monitors_->install();
   }
+  std::shared_ptr<ui::ZoneMapPanels> make_zone_map_panels() override { return std::make_shared<MacZoneMapPanels>(); }
 
  private:
   app::Runtime& runtime_;

@@ -40,6 +40,16 @@ void SimulatedOverlayWindowManager::close_all_panels() {
   sink_("hide all");
 }
 
+void SimulatedZoneMapPanels::show_zone_map(const ui::ZoneMap& map) {
+  std::string line = "show zone map:";
+  for (std::size_t i = 0; i < map.displays.size(); ++i) {
+    const ui::ZoneMapDisplay& display = map.displays[i];
+    line += (i == 0 ? " " : ", ") + display.name + " " + std::to_string(display.zones.size()) + " rectangles (" +
+            (display.reacts ? "reacts" : "does not react") + ")";
+  }
+  sink_(line);
+}
+
 void SimulatedOverlayWindowManager::start_calibration(std::function<void()> completed) {
   // The headless host has no calibration window; `kolvo dock calibrate` does it instead.
   sink_("calibration unavailable without a screen");

@@ -44,12 +44,24 @@ class SimulatedOverlayWindowManager final : public overlay::OverlayWindowManager
   overlay::DockSide last_side_ = overlay::DockSide::left;
 };
 
+// The zone map reduced to one line per change: "show zone map: Built-in Retina Display 11
+// rectangles (reacts)", "hide zone map".
+class SimulatedZoneMapPanels final : public ui::ZoneMapPanels {
+ public:
+  explicit SimulatedZoneMapPanels(SimulatedOverlayWindowManager::Sink sink) : sink_(std::move(sink)) {}
+  void show_zone_map(const ui::ZoneMap& map) override;
+  void hide_zone_map() override { sink_("hide zone map"); }
+
+ private:
+  SimulatedOverlayWindowManager::Sink sink_;
+};
+
 // The headless host's panels and pointer: the panels are lines of text, and pointer moves
 // arrive from a replayed trace rather than from event monitors.
 class SimulatedOverlayPlatform final : public app::OverlayPlatform {
  public:
   explicit SimulatedOverlayPlatform(SimulatedOverlayWindowManager::Sink sink)
-      : panels_(std::make_shared<SimulatedOverlayWindowManager>(std::move(sink))) {}
+      : sink_(sink), panels_(std::make_shared<SimulatedOverlayWindowManager>(std::move(sink))) {}
 
   std::shared_ptr<overlay::OverlayWindowManager> make_panels() override { return panels_; }
   overlay::HapticPerformer& haptics() override { return *panels_; }
@@ -58,8 +70,12 @@ class SimulatedOverlayPlatform final : public app::OverlayPlatform {
     return monitor;
   }
   void install_pointer_monitors() override {}
+  std::shared_ptr<ui::ZoneMapPanels> make_zone_map_panels() override {
+    return std::make_shared<SimulatedZoneMapPanels>(sink_);
+  }
 
  private:
+  SimulatedOverlayWindowManager::Sink sink_;
   std::shared_ptr<SimulatedOverlayWindowManager> panels_;
 };
 
