@@ -9,7 +9,9 @@ namespace {
 
 constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
 
-  serve [--sim FILE]        run the agent without a screen (the simulated Mac on Linux)
+  serve [--sim FILE] [--update-feed URL]
+                            run the agent without a screen (the simulated Mac on Linux),
+                            checking URL for updates at start and daily
   prefs read [KEY] [--json] print the preference domain, or one key
   prefs write KEY -TYPE VALUE...
                             set a key; TYPE is string, int, float, bool, array,
@@ -53,6 +55,19 @@ bool take_flag(Arguments& arguments, std::string_view flag) {
   const auto found = std::find(arguments.begin(), arguments.end(), flag);
   if (found == arguments.end()) return false;
   arguments.erase(found);
+  return true;
+}
+
+bool take_value(Arguments& arguments, std::string_view flag, std::string_view what, std::optional<std::string>& value,
+                std::string& error) {
+  const auto found = std::find(arguments.begin(), arguments.end(), flag);
+  if (found == arguments.end()) return true;
+  if (found + 1 == arguments.end()) {
+    error = std::string(flag) + " needs " + std::string(what) + ".";
+    return false;
+  }
+  value = *(found + 1);
+  arguments.erase(found, found + 2);
   return true;
 }
 

@@ -14,6 +14,7 @@
 #include "controls/control_services.hpp"
 #include "dock/dock_services.hpp"
 #include "overlay/hidden_dock_services.hpp"
+#include "update/update_notice_controller.hpp"
 
 namespace kolvo::app {
 
@@ -60,9 +61,16 @@ class Runtime {
   DiagnosticsInput diagnostics_input();
 
   // Every setting's effective value in its stored form: the settings stores' (see
-  // app::effective_settings), then the Hidden Dock's apps, the launcher, the profiles and the
-  // timer, in the domain's key order.
+  // app::effective_settings), then the Hidden Dock's apps, the launcher, the profiles, the
+  // timer and the skipped update, in the domain's key order.
   nlohmann::ordered_json effective_settings();
+
+  // This program and the macOS it runs on, as the update check compares them with a feed.
+  update::RunningSystem running_system() const;
+  // Made at first use; null where the platform has nothing to fetch with.
+  update::UpdateFeedFetcher* update_feed_fetcher();
+  // Made at first use, over the platform's feed address; without one it never checks.
+  update::UpdateNoticeController& update_notice();
 
   // The long-lived services the delegate creates at launch, with the platform's panels and
   // pointer monitors.
@@ -81,6 +89,8 @@ class Runtime {
   dock::DockServices dock_;
   std::unique_ptr<overlay::HiddenDockServices> hidden_dock_;
   std::unique_ptr<controls::ControlServices> controls_;
+  std::unique_ptr<update::UpdateFeedFetcher> update_fetcher_;
+  std::unique_ptr<update::UpdateNoticeController> update_notice_;
 };
 
 }  // namespace kolvo::app

@@ -19,6 +19,7 @@
 #include "ui/control_appearance_store.hpp"
 #include "ui/liquid_glass_store.hpp"
 #include "ui/system_appearance.hpp"
+#include "update/update_dismissal_store.hpp"
 
 namespace kolvo::app {
 
@@ -56,6 +57,7 @@ class Settings {
   deck::KolvoDeckSettingsStore& deck();
   deck::DeckStatsSettingsStore& deck_stats();
   sound::SoundEffectsManager& sound_effects();
+  update::UpdateDismissalStore& update_dismissal();
 
   // The stores the edge and corner zones read.
   overlay::ActivationSettings activation_settings();
@@ -78,6 +80,7 @@ class Settings {
   std::unique_ptr<deck::KolvoDeckSettingsStore> deck_;
   std::unique_ptr<deck::DeckStatsSettingsStore> deck_stats_;
   std::unique_ptr<sound::SoundEffectsManager> sound_effects_;
+  std::unique_ptr<update::UpdateDismissalStore> update_dismissal_;
 };
 
 // The value the program uses for every key owned by a store, after loading, in the key's
