@@ -46,6 +46,9 @@ constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
   timer set MINUTES         the timer's minutes, 0 to 60
                             (control and timer go to a running 'kolvo serve' when
                             there is one; --sim FILE or --frontmost ID runs them here)
+  update check [--feed URL] [--timeout SECONDS] [--json]
+                            read the update feed (URL, else KOLVO_UPDATE_FEED_URL) and say
+                            whether a newer version runs on this Mac; never writes
   help                      this text
 )";
 
@@ -97,6 +100,7 @@ int run(int argc, char** argv) {
   if (command == "frames") return run_frames(std::move(arguments));
   if (command == "control") return run_control(std::move(arguments));
   if (command == "timer") return run_timer(std::move(arguments));
+  if (command == "update") return run_update(std::move(arguments));
   return fail(kExitUsage, "'" + command + "' is not a kolvo command; run 'kolvo help' for the list.");
 }
 

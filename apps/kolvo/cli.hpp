@@ -39,5 +39,6 @@ int run_pointer(Arguments arguments);
 int run_frames(Arguments arguments);
 int run_control(Arguments arguments);
 int run_timer(Arguments arguments);
+int run_update(Arguments arguments);
 
 }  // namespace kolvo::host
