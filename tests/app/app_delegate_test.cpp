@@ -356,33 +356,6 @@ TEST(StatusMenu, ItemsTitlesActionsAndKeyEquivalentsInOrder) {
   EXPECT_EQ(items[5].action, MenuAction::quitKolvo);
 }
 
-TEST(StatusMenu, AnUpdateNoticeStandsFirstAndOpensAPageOnlyWhenThereIsOne) {
-  struct Case {
-    std::string display;
-    std::string link;
-    std::string first_title;
-    bool first_enabled;
-  };
-  const std::vector<Case> cases = {
-      {"1.3", "https://kolvo.app/1.3", "Kolvo 1.3 Is Available…", true},
-      {"1.0.0 (8)", "", "Kolvo 1.0.0 (8) Is Available", false},
-  };
-  for (const Case& c : cases) {
-    const update::UpdateNotice notice{*update::Version::parse("8"), c.display, c.link};
-    const auto items = status_menu_items(notice);
-    ASSERT_EQ(items.size(), 9u) << c.display;
-    EXPECT_EQ(items[0].title, c.first_title);
-    EXPECT_EQ(items[0].enabled, c.first_enabled);
-    EXPECT_EQ(items[0].action, MenuAction::openUpdate);
-    EXPECT_EQ(items[1].title, "Skip This Version");
-    EXPECT_EQ(items[1].action, MenuAction::dismissUpdate);
-    EXPECT_TRUE(items[1].enabled);
-    EXPECT_TRUE(items[2].is_separator);
-    EXPECT_EQ(items[3].title, "Open Kolvo");
-    EXPECT_EQ(items[8].title, "Quit Kolvo");
-  }
-}
-
 TEST(AppDelegate, TheUpdateCheckStartsAtLaunchAndItsNoticeHeadsTheMenuUntilSkipped) {
   const std::string standard = "Open Kolvo|Settings…|Calibrate Kolvo…|Replay Onboarding||Quit Kolvo|";
   DelegateHarness h({{"com.kolvo.onboardingCompleted", true}}, LoginItemStatus::enabled, "https://kolvo.app/appcast.xml");

@@ -137,31 +137,5 @@ TEST(UpdateCheck, FeedAddresses) {
   for (const Case& c : cases) EXPECT_EQ(feed_url_problem(c.url).value_or(""), c.problem) << c.url;
 }
 
-TEST(UpdateCheck, FailuresAreDescribedInPlainWords) {
-  using Outcome = FeedResponse::Outcome;
-  const FeedRequest request{.url = "https://k/", .timeout = base::seconds(30), .max_bytes = kMaxFeedBytes, .user_agent = {}};
-  struct Case {
-    FeedResponse response;
-    base::Duration timeout;
-    std::string text;
-  };
-  const std::vector<Case> cases = {
-      {{Outcome::timed_out, "", 0, ""}, base::seconds(30), "no answer came within 30 seconds"},
-      {{Outcome::timed_out, "", 0, ""}, base::seconds(0.25), "no answer came within 0.25 seconds"},
-      {{Outcome::timed_out, "", 0, ""}, base::seconds(1), "no answer came within 1 second"},
-      {{Outcome::too_large, "", 0, ""}, base::seconds(30), "the feed is larger than 4096 KiB"},
-      {{Outcome::http_error, "", 404, ""}, base::seconds(30), "the server answered with HTTP status 404"},
-      {{Outcome::unreachable, "", 0, "Connection refused"}, base::seconds(30),
-       "the server could not be reached (Connection refused)"},
-      {{Outcome::refused, "", 0, ""}, base::seconds(30), "the system refuses to fetch this address"},
-  };
-  for (const Case& c : cases) {
-    FeedRequest timed = request;
-    timed.timeout = c.timeout;
-    EXPECT_EQ(describe_failure(c.response, timed), c.text);
-  }
-  EXPECT_EQ(user_agent({.build_version = "7", .short_version = "1.0.0", .system_version = "14.5"}), "Kolvo/1.0.0 (7)");
-}
-
 }  // namespace
 }  // namespace kolvo::update
