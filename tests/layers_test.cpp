@@ -16,9 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array<std::string_view, 12> kLayers{
+constexpr std::array<std::string_view, 13> kLayers{
     "base", "prefs", "dock", "catalog", "sound", "overlay", "timer", "controls", "deck/protocol", "deck/server",
-    "ui", "app",
+    "update", "ui", "app",
 };
 
 // "deck/protocol/deck_message.hpp" -> "deck/protocol"; "base/json_reader.hpp" -> "base".
@@ -92,6 +92,9 @@ TEST(Layers, TheRulesCatchWhatTheyShould) {
       {{"platform/mac/mac_adapters.hpp", "app/runtime.hpp"}, true},
       {{"app/runtime.hpp", "apps/kolvo/cli.hpp"}, false},
       {{"core/settings.hpp", "base/executor.hpp"}, false},
+      {{"update/update_dismissal_store.hpp", "prefs/preference_store.hpp"}, true},
+      {{"app/status_menu.hpp", "update/update_check.hpp"}, true},
+      {{"update/update_check.hpp", "app/app_ports.hpp"}, false},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(fault(c.include).empty(), c.allowed) << c.include.file << " -> " << c.include.target;

@@ -9,7 +9,9 @@ namespace {
 
 constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
 
-  serve [--sim FILE]        run the agent without a screen (the simulated Mac on Linux)
+  serve [--sim FILE] [--update-feed URL]
+                            run the agent without a screen (the simulated Mac on Linux),
+                            checking URL for updates at start and daily
   prefs read [KEY] [--json] print the preference domain, or one key
   prefs write KEY -TYPE VALUE...
                             set a key; TYPE is string, int, float, bool, array,
@@ -50,6 +52,9 @@ constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
   timer set MINUTES         the timer's minutes, 0 to 60
                             (control and timer go to a running 'kolvo serve' when
                             there is one; --sim FILE or --frontmost ID runs them here)
+  update check [--feed URL] [--timeout SECONDS] [--json]
+                            read the update feed (URL, else KOLVO_UPDATE_FEED_URL) and say
+                            whether a newer version runs on this Mac; never writes
   help                      this text
 )";
 
@@ -59,6 +64,19 @@ bool take_flag(Arguments& arguments, std::string_view flag) {
   const auto found = std::find(arguments.begin(), arguments.end(), flag);
   if (found == arguments.end()) return false;
   arguments.erase(found);
+  return true;
+}
+
+bool take_value(Arguments& arguments, std::string_view flag, std::string_view what, std::optional<std::string>& value,
+                std::string& error) {
+  const auto found = std::find(arguments.begin(), arguments.end(), flag);
+  if (found == arguments.end()) return true;
+  if (found + 1 == arguments.end()) {
+    error = std::string(flag) + " needs " + std::string(what) + ".";
+    return false;
+  }
+  value = *(found + 1);
+  arguments.erase(found, found + 2);
   return true;
 }
 
@@ -89,6 +107,7 @@ int run(int argc, char** argv) {
   if (command == "frames") return run_frames(std::move(arguments));
   if (command == "control") return run_control(std::move(arguments));
   if (command == "timer") return run_timer(std::move(arguments));
+  if (command == "update") return run_update(std::move(arguments));
   return fail(kExitUsage, "'" + command + "' is not a kolvo command; run 'kolvo help' for the list.");
 }
 

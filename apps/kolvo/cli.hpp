@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +17,11 @@ using Arguments = std::vector<std::string>;
 
 // Removes "--json" wherever it stands and says whether it was there.
 bool take_flag(Arguments& arguments, std::string_view flag);
+
+// Takes "FLAG VALUE" out of the arguments. False, with `error` saying FLAG needs `what`, when
+// VALUE is missing.
+bool take_value(Arguments& arguments, std::string_view flag, std::string_view what, std::optional<std::string>& value,
+                std::string& error);
 
 // Prints one plain sentence to standard error and returns the code, for `return fail(...)`.
 int fail(int code, std::string_view sentence);
@@ -34,5 +40,6 @@ int run_pointer(Arguments arguments);
 int run_frames(Arguments arguments);
 int run_control(Arguments arguments);
 int run_timer(Arguments arguments);
+int run_update(Arguments arguments);
 
 }  // namespace kolvo::host

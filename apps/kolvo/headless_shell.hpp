@@ -24,6 +24,8 @@ class HeadlessShell final : public app::AppShell {
   bool set_application_icon(std::string_view) override { return false; }
   void create_status_item(const std::vector<app::StatusMenuItem>& menu, std::function<void(app::MenuAction)> chosen,
                           std::shared_ptr<app::StatusItemMenuDelegate> menu_delegate) override;
+  void set_status_menu(const std::vector<app::StatusMenuItem>& menu) override;
+  void open_url(std::string_view url) override { sink_("open " + std::string(url)); }
   bool has_visible_titled_window() const override { return settings_visible_ || onboarding_visible_; }
   void activate_ignoring_other_apps() override {}
   void create_settings_window(std::function<void()>, std::function<void()>) override {}

@@ -45,8 +45,8 @@ bool take_host_options(std::vector<std::string>& arguments, platform::HostOption
 
 namespace kolvo::host {
 
-std::unique_ptr<HostRuntime> open_runtime(std::vector<std::string>& arguments, HostRuntime::Mode mode) {
-  platform::HostOptions options;
+std::unique_ptr<HostRuntime> open_runtime(std::vector<std::string>& arguments, HostRuntime::Mode mode,
+                                          platform::HostOptions options) {
   std::string error;
   if (!take_host_options(arguments, options, error)) {
     fail(kExitUsage, error);

@@ -33,9 +33,10 @@ class HostRuntime {
   app::Runtime runtime_;
 };
 
-// Takes "--sim FILE" out of the arguments and builds the runtime; null after printing a
-// sentence when that fails.
-std::unique_ptr<HostRuntime> open_runtime(std::vector<std::string>& arguments, HostRuntime::Mode mode);
+// Takes "--sim FILE" out of the arguments and builds the runtime, with `options` for the rest;
+// null after printing a sentence when that fails.
+std::unique_ptr<HostRuntime> open_runtime(std::vector<std::string>& arguments, HostRuntime::Mode mode,
+                                          platform::HostOptions options = {});
 
 // Takes "--sim FILE" and "--frontmost BUNDLE_ID" out of the arguments. False, with `error` set, when FILE is missing.
 bool take_host_options(std::vector<std::string>& arguments, platform::HostOptions& options, std::string& error);

@@ -15,9 +15,14 @@
 namespace kolvo::host {
 
 int run_serve(Arguments arguments) {
-  auto host = open_runtime(arguments, HostRuntime::Mode::live);
+  platform::HostOptions options;
+  std::string missing;
+  if (!take_value(arguments, "--update-feed", "an address", options.update_feed_url, missing)) {
+    return fail(kExitUsage, missing);
+  }
+  auto host = open_runtime(arguments, HostRuntime::Mode::live, std::move(options));
   if (!host) return kExitFailure;
-  if (!arguments.empty()) return fail(kExitUsage, "'kolvo serve' takes no arguments besides --sim.");
+  if (!arguments.empty()) return fail(kExitUsage, "'kolvo serve' takes no arguments besides --sim and --update-feed.");
   app::Runtime& runtime = host->runtime();
   auto print = [](std::string_view line) { std::cout << line << std::endl; };
   auto report = [](std::string_view tag) {
@@ -61,11 +66,15 @@ int run_serve(Arguments arguments) {
                                                                       .log = runtime.log(),
                                                                       .process = *runtime.ports().process,
                                                                       .print_line = print,
-                                                                      .deck = nullptr});
+                                                                      .deck = nullptr,
+                                                                      .update = &runtime.update_notice()});
 
   // Every store loads its keys at start, as on the Mac.
   runtime.load_for_launch();
   delegate->did_finish_launching();
+  if (runtime.update_notice().is_started()) {
+    report("Update")("checking " + runtime.update_notice().feed_url() + " at start and every 24 hours");
+  }
 
   app::RequestHandlers handlers(runtime);
   ControlSocketServer control_socket(

@@ -19,6 +19,8 @@ class MacAppShell final : public app::AppShell {
   bool set_application_icon(std::string_view image_name) override;
   void create_status_item(const std::vector<app::StatusMenuItem>& menu, std::function<void(app::MenuAction)> chosen,
                           std::shared_ptr<app::StatusItemMenuDelegate> menu_delegate) override;
+  void set_status_menu(const std::vector<app::StatusMenuItem>& menu) override;
+  void open_url(std::string_view url) override;
   bool has_visible_titled_window() const override;
   void activate_ignoring_other_apps() override;
   void create_settings_window(std::function<void()> on_calibrate, std::function<void()> on_replay_onboarding) override;

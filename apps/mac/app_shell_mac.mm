@@ -69,6 +69,23 @@ NSImage* menu_bar_glyph() {
   return image;
 }
 
+void fill_menu(NSMenu* menu, const std::vector<app::StatusMenuItem>& items, KolvoStatusMenuTarget* target) {
+  [menu removeAllItems];
+  for (const app::StatusMenuItem& item : items) {
+    if (item.is_separator) {
+      [menu addItem:NSMenuItem.separatorItem];
+      continue;
+    }
+    NSMenuItem* entry = [[NSMenuItem alloc] initWithTitle:ns_string(item.title)
+                                                   action:@selector(choose:)
+                                            keyEquivalent:ns_string(item.key_equivalent)];
+    entry.target = target;
+    entry.tag = static_cast<NSInteger>(item.action);
+    entry.enabled = item.enabled;
+    [menu addItem:entry];
+  }
+}
+
 NSWindow* titled_window(NSString* title, NSSize size) {
   NSWindow* window = [[NSWindow alloc] initWithContentRect:NSMakeRect(0, 0, size.width, size.height)
                                                  styleMask:NSWindowStyleMaskTitled | NSWindowStyleMaskClosable
@@ -175,20 +192,19 @@ void MacAppShell::create_status_item(const std::vector<app::StatusMenuItem>& ite
   NSMenu* menu = [[NSMenu alloc] initWithTitle:@"Kolvo"];
   menu.autoenablesItems = NO;
   menu.delegate = target;
-  for (const app::StatusMenuItem& item : items) {
-    if (item.is_separator) {
-      [menu addItem:NSMenuItem.separatorItem];
-      continue;
-    }
-    NSMenuItem* entry = [[NSMenuItem alloc] initWithTitle:ns_string(item.title)
-                                                   action:@selector(choose:)
-                                            keyEquivalent:ns_string(item.key_equivalent)];
-    entry.target = target;
-    entry.tag = static_cast<NSInteger>(item.action);
-    entry.enabled = YES;
-    [menu addItem:entry];
-  }
+  fill_menu(menu, items, target);
   objects_->status_item.menu = menu;
+}
+
+void MacAppShell::set_status_menu(const std::vector<app::StatusMenuItem>& items) {
+  NSMenu* menu = objects_->status_item.menu;
+  if (menu == nil || objects_->menu_target == nil) return;
+  fill_menu(menu, items, objects_->menu_target);
+}
+
+void MacAppShell::open_url(std::string_view url) {
+  NSURL* address = [NSURL URLWithString:ns_string(url)];
+  if (address != nil) [NSWorkspace.sharedWorkspace openURL:address];
 }
 
 bool MacAppShell::has_visible_titled_window() const {

@@ -30,7 +30,8 @@ struct MacApplication {
       .log = runtime.log(),
       .process = *runtime.ports().process,
       .print_line = [](std::string_view line) { std::cout << line << std::endl; },
-      .deck = nullptr}};
+      .deck = nullptr,
+      .update = &runtime.update_notice()}};
 };
 
 }  // namespace kolvo::mac

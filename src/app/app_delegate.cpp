@@ -28,7 +28,7 @@ void AppDelegate::did_finish_launching() {
   menu_delegate_ = std::make_shared<app::StatusItemMenuDelegate>(hover_monitor_, overlay_);
   std::weak_ptr<AppDelegate*> weak = self_;
   ports_.shell.create_status_item(
-      app::status_menu_items(),
+      current_menu(),
       [weak](MenuAction action) {
         if (auto self = weak.lock()) (*self)->perform(action);
       },
@@ -37,6 +37,13 @@ void AppDelegate::did_finish_launching() {
   // 10. The phone link, when the user turned it on.
   if (ports_.deck) ports_.settings.deck().attach_service(ports_.deck);
   if (ports_.settings.deck().is_enabled() && ports_.deck) ports_.deck->start();
+  // The update check: now and daily, when a feed is configured. A newer version heads the menu.
+  if (ports_.update) {
+    update_notice_subscription_ = ports_.update->notice().subscribe([weak](const auto&) {
+      if (auto self = weak.lock()) (*self)->ports_.shell.set_status_menu((*self)->current_menu());
+    });
+    ports_.update->start();
+  }
   // 11.
   register_observers();
   // 12. A finished timer draws the eye to its control.
@@ -90,6 +97,8 @@ bool AppDelegate::should_handle_reopen(bool has_visible_windows) {
 
 void AppDelegate::will_terminate() {
   if (ports_.deck) ports_.deck->stop();
+  if (ports_.update) ports_.update->stop();
+  update_notice_subscription_.reset();
   if (hover_monitor_) hover_monitor_->stop();
   if (dock_rect_refresh_) dock_rect_refresh_->stop();
   menu_observers_.clear();
@@ -102,7 +111,23 @@ void AppDelegate::perform(app::MenuAction action) {
     case MenuAction::calibrateKolvo: calibrate_kolvo(); return;
     case MenuAction::replayOnboardingAction: show_onboarding(); return;
     case MenuAction::quitKolvo: quit_kolvo(); return;
+    case MenuAction::openUpdate: open_update(); return;
+    case MenuAction::dismissUpdate: dismiss_update(); return;
   }
+}
+
+std::vector<StatusMenuItem> AppDelegate::current_menu() const {
+  return status_menu_items(ports_.update ? ports_.update->current_notice() : std::nullopt);
+}
+
+void AppDelegate::open_update() {
+  if (!ports_.update) return;
+  const auto& notice = ports_.update->current_notice();
+  if (notice && !notice->link.empty()) ports_.shell.open_url(notice->link);
+}
+
+void AppDelegate::dismiss_update() {
+  if (ports_.update) ports_.update->dismiss();
 }
 
 void AppDelegate::show_kolvo() {

@@ -17,6 +17,7 @@
 #include "deck/server/deck_service_control.hpp"
 #include "dock/dock_rect_refresh_control.hpp"
 #include "overlay/hover_monitor_control.hpp"
+#include "update/update_notice_controller.hpp"
 
 namespace kolvo::app {
 
@@ -33,6 +34,8 @@ struct AppDelegatePorts {
   std::function<void(std::string_view)> print_line;
   // The phone link's server once it exists; the switch and start-up reach it through here.
   deck::DeckServiceControl* deck = nullptr;
+  // The update check, started at launch; its notice heads the status menu.
+  update::UpdateNoticeController* update = nullptr;
 };
 
 // The one place where the long-lived services are created and connected, where the status
@@ -59,6 +62,8 @@ class AppDelegate {
   // reads back, so the trust is looked at now and once more a moment later.
   void accessibility_may_have_changed();
   static constexpr base::Duration kTrustSettleDelay = std::chrono::seconds(1);
+  void open_update();
+  void dismiss_update();
 
   const std::shared_ptr<overlay::OverlayWindowManager>& overlay_window_manager() const { return overlay_; }
   const std::shared_ptr<overlay::HoverMonitorControl>& hover_monitor() const { return hover_monitor_; }
@@ -71,6 +76,7 @@ class AppDelegate {
   void create_onboarding_window();
   void post_launch_settings_check();
   void recompute_after(std::string_view event);
+  std::vector<StatusMenuItem> current_menu() const;
 
   AppDelegatePorts ports_;
   std::shared_ptr<catalog::FocusedApplicationMonitor> focused_app_monitor_;
@@ -79,6 +85,7 @@ class AppDelegate {
   std::shared_ptr<dock::DockRectRefreshControl> dock_rect_refresh_;
   std::shared_ptr<app::StatusItemMenuDelegate> menu_delegate_;
   std::vector<base::Observation> menu_observers_;
+  base::Subscription update_notice_subscription_;
   bool status_item_created_ = false;
   bool settings_window_created_ = false;
   bool onboarding_window_ = false;

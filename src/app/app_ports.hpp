@@ -32,6 +32,10 @@ class AppShell {
   // item calls `chosen` with its action; the menu delegate hears the menu open and close.
   virtual void create_status_item(const std::vector<app::StatusMenuItem>& menu, std::function<void(app::MenuAction)> chosen,
                                   std::shared_ptr<app::StatusItemMenuDelegate> menu_delegate) = 0;
+  // Replaces the status item's menu, keeping the item, its choice callback and its delegate.
+  virtual void set_status_menu(const std::vector<app::StatusMenuItem>& menu) = 0;
+  // Opens a web page in the user's browser.
+  virtual void open_url(std::string_view url) = 0;
 
   // Visible windows that have a title bar. The status item's own window does not count.
   virtual bool has_visible_titled_window() const = 0;
@@ -83,6 +87,8 @@ class ProcessEnvironment {
   virtual std::string short_version() const = 0;
   virtual std::string build_version() const = 0;
   virtual std::string os_version() const = 0;
+  // The macOS release as dotted numbers ("14.5"), what an update's minimum is compared with.
+  virtual std::string system_version() const = 0;
   // Every running application with this bundle identifier, this process included.
   virtual std::vector<RunningInstance> running_instances(std::string_view bundle_identifier) const = 0;
 };

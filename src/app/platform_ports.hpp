@@ -19,6 +19,7 @@
 #include "sound/sound_ports.hpp"
 #include "ui/system_appearance.hpp"
 #include "ui/zone_map.hpp"
+#include "update/update_feed_fetcher.hpp"
 
 namespace kolvo::app {
 
@@ -55,6 +56,10 @@ struct PlatformPorts {
   std::function<void(std::optional<std::string> bundle_id)> simulate_frontmost;
   // Set when the Mac being driven is the simulated one: it reports each change it undergoes.
   std::function<void(std::function<void(std::string_view line)> sink)> report_simulated_changes;
+  // The update feed's address; empty when none is configured, and then nothing is checked.
+  std::string update_feed_url;
+  // Makes what fetches the feed, answering on the given executor.
+  update::UpdateFeedFetcherFactory make_update_feed_fetcher;
 };
 
 // How a platform shows the panels and feeds them the pointer: AppKit panels and event

@@ -211,11 +211,38 @@ nlohmann::ordered_json Runtime::effective_settings() {
   out[key(prefs::keys::kTimerRunning)] = timer.is_running().get();
   out[key(prefs::keys::kTimerEndDate)] =
       timer.end_date() ? nlohmann::ordered_json(base::format_iso8601(*timer.end_date())) : nlohmann::ordered_json(nullptr);
+  const auto& skipped = settings_.update_dismissal().dismissed_version();
+  out[key(prefs::keys::kUpdateDismissedVersion)] =
+      skipped ? nlohmann::ordered_json(skipped->text()) : nlohmann::ordered_json(nullptr);
   return out;
 }
 
 ui::ZoneMap Runtime::zone_map(double label_size) {
   return ui::live_zone_map(hidden_dock().zones(), dock_, settings_.alignment().alignment_edge_offset(), label_size);
+}
+
+update::RunningSystem Runtime::running_system() const {
+  const ProcessEnvironment& process = *ports_.process;
+  return {.build_version = process.build_version(),
+          .short_version = process.short_version(),
+          .system_version = process.system_version()};
+}
+
+update::UpdateFeedFetcher* Runtime::update_feed_fetcher() {
+  if (!update_fetcher_ && ports_.make_update_feed_fetcher) update_fetcher_ = ports_.make_update_feed_fetcher(main_);
+  return update_fetcher_.get();
+}
+
+update::UpdateNoticeController& Runtime::update_notice() {
+  if (!update_notice_) {
+    update_notice_ = std::make_unique<update::UpdateNoticeController>(
+        update::UpdateNoticePorts{.fetcher = update_feed_fetcher(),
+                                  .main = main_,
+                                  .log = log_,
+                                  .dismissal = settings_.update_dismissal()},
+        ports_.update_feed_url, running_system());
+  }
+  return *update_notice_;
 }
 
 std::unique_ptr<AppComponents> Runtime::make_components(OverlayPlatform& overlay) {

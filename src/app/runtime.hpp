@@ -15,6 +15,7 @@
 #include "dock/dock_services.hpp"
 #include "overlay/hidden_dock_services.hpp"
 #include "ui/settings_pages.hpp"
+#include "update/update_notice_controller.hpp"
 
 namespace kolvo::app {
 
@@ -61,8 +62,8 @@ class Runtime {
   DiagnosticsInput diagnostics_input();
 
   // Every setting's effective value in its stored form: the settings stores' (see
-  // app::effective_settings), then the Hidden Dock's apps, the launcher, the profiles and the
-  // timer, in the domain's key order.
+  // app::effective_settings), then the Hidden Dock's apps, the launcher, the profiles, the
+  // timer and the skipped update, in the domain's key order.
   nlohmann::ordered_json effective_settings();
 
   // The settings window's pages over this runtime's stores. `hooks` holds what the shell can do
@@ -72,6 +73,12 @@ class Runtime {
   // The activation zones as a map, from the live zones, the displays and the trays, with
   // labels of `label_size` points.
   ui::ZoneMap zone_map(double label_size);
+  // This program and the macOS it runs on, as the update check compares them with a feed.
+  update::RunningSystem running_system() const;
+  // Made at first use; null where the platform has nothing to fetch with.
+  update::UpdateFeedFetcher* update_feed_fetcher();
+  // Made at first use, over the platform's feed address; without one it never checks.
+  update::UpdateNoticeController& update_notice();
 
   // The long-lived services the delegate creates at launch, with the platform's panels and
   // pointer monitors.
@@ -90,6 +97,8 @@ class Runtime {
   dock::DockServices dock_;
   std::unique_ptr<overlay::HiddenDockServices> hidden_dock_;
   std::unique_ptr<controls::ControlServices> controls_;
+  std::unique_ptr<update::UpdateFeedFetcher> update_fetcher_;
+  std::unique_ptr<update::UpdateNoticeController> update_notice_;
 };
 
 }  // namespace kolvo::app

@@ -40,6 +40,8 @@ sound::SoundEffectsManager& Settings::sound_effects() {
   return lazily(sound_effects_, ports_.prefs, ports_.executor, ports_.audio, ports_.sounds);
 }
 
+update::UpdateDismissalStore& Settings::update_dismissal() { return lazily(update_dismissal_, ports_.prefs); }
+
 void Settings::load_all() {
   accent_color();
   alignment();
@@ -54,6 +56,7 @@ void Settings::load_all() {
   deck();
   deck_stats();
   sound_effects();
+  update_dismissal();
 }
 
 overlay::ActivationSettings Settings::activation_settings() {

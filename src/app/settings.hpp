@@ -20,6 +20,7 @@
 #include "ui/liquid_glass_store.hpp"
 #include "ui/system_appearance.hpp"
 #include "ui/zone_map_settings_store.hpp"
+#include "update/update_dismissal_store.hpp"
 
 namespace kolvo::app {
 
@@ -58,6 +59,7 @@ class Settings {
   deck::KolvoDeckSettingsStore& deck();
   deck::DeckStatsSettingsStore& deck_stats();
   sound::SoundEffectsManager& sound_effects();
+  update::UpdateDismissalStore& update_dismissal();
 
   // The stores the edge and corner zones read.
   overlay::ActivationSettings activation_settings();
@@ -81,6 +83,7 @@ class Settings {
   std::unique_ptr<deck::KolvoDeckSettingsStore> deck_;
   std::unique_ptr<deck::DeckStatsSettingsStore> deck_stats_;
   std::unique_ptr<sound::SoundEffectsManager> sound_effects_;
+  std::unique_ptr<update::UpdateDismissalStore> update_dismissal_;
 };
 
 // The value the program uses for every key owned by a store, after loading, in the key's

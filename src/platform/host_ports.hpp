@@ -19,7 +19,13 @@ struct HostOptions {
   std::optional<std::filesystem::path> sim_layout;
   // The application to treat as frontmost, for profiles; overrides the layout's.
   std::optional<std::string> frontmost;
+  // The update feed to check; without it, KOLVO_UPDATE_FEED_URL, then in the app the
+  // bundle's KolvoUpdateFeedURL.
+  std::optional<std::string> update_feed_url;
 };
+
+// The variable that names an update feed for a program started from a shell.
+inline constexpr const char* kUpdateFeedEnvironmentVariable = "KOLVO_UPDATE_FEED_URL";
 
 // Either the ports, or a sentence saying why they could not be made (a layout file that
 // cannot be read, say).

@@ -4,6 +4,7 @@
 #include "app/diagnostics_report.hpp"
 #include "app/instance_report.hpp"
 #include "prefs/settings_keys.hpp"
+#include "support/scripted_feed_fetcher.hpp"
 #include "support/settings_fixture.hpp"
 #include "ui/general_page_model.hpp"
 
@@ -32,6 +33,12 @@ class RecordingShell final : public AppShell {
     choose = std::move(chosen);
     menu_delegate = std::move(delegate);
   }
+  void set_status_menu(const std::vector<StatusMenuItem>& menu) override {
+    std::string titles;
+    for (const auto& item : menu) titles += item.is_separator ? "|" : item.title + (item.enabled ? "" : " (disabled)") + "|";
+    r_("menu " + titles);
+  }
+  void open_url(std::string_view url) override { r_("open " + std::string(url)); }
   bool has_visible_titled_window() const override { return visible_window; }
   void activate_ignoring_other_apps() override { r_("activate"); }
   void create_settings_window(std::function<void()> on_calibrate, std::function<void()> on_replay) override {
@@ -162,21 +169,32 @@ class FakeProcess final : public ProcessEnvironment {
   std::string short_version() const override { return "1.0.0"; }
   std::string build_version() const override { return "7"; }
   std::string os_version() const override { return "Version 15.1 (Build 24B83)"; }
+  std::string system_version() const override { return "15.1.0"; }
   std::vector<RunningInstance> running_instances(std::string_view) const override { return instances; }
   std::string path = "/Applications/Kolvo.app";
   std::vector<RunningInstance> instances{{4242, "/Applications/Kolvo.app"}};
 };
 
 struct DelegateHarness {
+  // With `feed`, the delegate has an update check over that feed address and `fetcher`.
   explicit DelegateHarness(std::map<std::string, prefs::PreferenceValue> stored = {},
-                           LoginItemStatus login = LoginItemStatus::notRegistered)
+                           LoginItemStatus login = LoginItemStatus::notRegistered,
+                           std::optional<std::string> feed = std::nullopt)
       : fixture(std::move(stored)) {
     fixture.mac.set_login_item_status(login);
+    if (feed) {
+      update = std::make_unique<update::UpdateNoticeController>(
+          update::UpdateNoticePorts{.fetcher = &fetcher,
+                                    .main = fixture.executor,
+                                    .log = fixture.log,
+                                    .dismissal = fixture.settings->update_dismissal()},
+          *feed, update::RunningSystem{.build_version = "7", .short_version = "1.0.0", .system_version = "15.1"});
+    }
     delegate = std::make_unique<AppDelegate>(AppDelegatePorts{shell, components, launch_at_login,
                                                               *fixture.settings, fixture.center, fixture.executor,
                                                               fixture.log, process,
                                                               [this](std::string_view l) { printed.emplace_back(l); },
-                                                              &deck});
+                                                              &deck, update.get()});
   }
   // Events after the instance report, not counting the launch itself.
   Events since(std::size_t mark) const { return {recorder.events.begin() + static_cast<long>(mark), recorder.events.end()}; }
@@ -189,6 +207,8 @@ struct DelegateHarness {
   FakeProcess process;
   LaunchAtLoginManager launch_at_login{fixture.mac};
   std::vector<std::string> printed;
+  testing::ScriptedFeedFetcher fetcher;
+  std::unique_ptr<update::UpdateNoticeController> update;
   std::unique_ptr<AppDelegate> delegate;
 };
 
@@ -368,6 +388,7 @@ TEST(AppDelegate, AccessibilityGrantedWhileRunningTurnsFollowingOnOnce) {
 TEST(StatusMenu, ItemsTitlesActionsAndKeyEquivalentsInOrder) {
   const auto items = status_menu_items();
   ASSERT_EQ(items.size(), 6u);
+  for (const auto& item : items) EXPECT_TRUE(item.enabled) << item.title;
   EXPECT_EQ(items[0].title, "Open Kolvo");
   EXPECT_EQ(items[1].title, "Settings…");
   EXPECT_EQ(items[1].key_equivalent, ",");
@@ -377,6 +398,45 @@ TEST(StatusMenu, ItemsTitlesActionsAndKeyEquivalentsInOrder) {
   EXPECT_EQ(items[5].title, "Quit Kolvo");
   EXPECT_EQ(items[5].key_equivalent, "q");
   EXPECT_EQ(items[5].action, MenuAction::quitKolvo);
+}
+
+TEST(AppDelegate, TheUpdateCheckStartsAtLaunchAndItsNoticeHeadsTheMenuUntilSkipped) {
+  const std::string standard = "Open Kolvo|Settings…|Calibrate Kolvo…|Replay Onboarding||Quit Kolvo|";
+  DelegateHarness h({{"com.kolvo.onboardingCompleted", true}}, LoginItemStatus::enabled, "https://kolvo.app/appcast.xml");
+  h.delegate->did_finish_launching();
+  h.fixture.executor.run_pending();
+  ASSERT_EQ(h.fetcher.requests.size(), 1u);
+  EXPECT_EQ(h.fetcher.requests[0].url, "https://kolvo.app/appcast.xml");
+  const std::size_t mark = h.recorder.events.size();
+  h.fetcher.answer_feed(testing::feed_offering("8", "1.1"));
+  h.shell.choose(MenuAction::openUpdate);
+  h.shell.choose(MenuAction::dismissUpdate);
+  h.shell.choose(MenuAction::openUpdate);  // nothing left to open
+  EXPECT_EQ(h.since(mark), (Events{"menu Kolvo 1.1 Is Available…|Skip This Version||" + standard,
+                                   "open https://kolvo.app/1.1", "menu " + standard}));
+  EXPECT_EQ(h.fixture.prefs.value("com.kolvo.updateDismissedVersion"), prefs::PreferenceValue(std::string("8")));
+
+  // The next day's check finds the same version: the menu stays as it is.
+  h.fixture.executor.advance(std::chrono::hours(24));
+  h.fetcher.answer_feed(testing::feed_offering("8", "1.1"));
+  EXPECT_EQ(h.recorder.events.back(), "menu " + standard);
+  EXPECT_EQ(h.recorder.events.size(), mark + 3);
+
+  // After termination nothing more is fetched, and a notice could no longer rebuild the menu.
+  h.delegate->will_terminate();
+  h.fixture.executor.advance(std::chrono::hours(24 * 7));
+  EXPECT_EQ(h.fetcher.requests.size(), 2u);
+}
+
+TEST(AppDelegate, ANoticeWithoutAPageOpensNothing) {
+  DelegateHarness h({{"com.kolvo.onboardingCompleted", true}}, LoginItemStatus::enabled, "https://kolvo.app/appcast.xml");
+  h.delegate->did_finish_launching();
+  h.fixture.executor.run_pending();
+  h.fetcher.answer_feed(testing::feed_offering("8", "1.1", /*with_page=*/false));
+  const std::size_t mark = h.recorder.events.size();
+  h.shell.choose(MenuAction::openUpdate);
+  EXPECT_EQ(h.since(mark), Events{});
+  EXPECT_NE(h.recorder.events.back().find("Kolvo 1.1 Is Available (disabled)|"), std::string::npos);
 }
 
 TEST(InstanceReport, NamesEveryOtherCopyByPidAndPath) {

@@ -79,7 +79,9 @@ PlatformPorts simulated_ports() {
           .dock_domain = std::shared_ptr<const prefs::PreferenceStore>(machine, machine->desktop.dock_domain()),
           .preferences_location = "memory",
           .simulate_frontmost = {},
-          .report_simulated_changes = {}};
+          .report_simulated_changes = {},
+          .update_feed_url = {},
+          .make_update_feed_fetcher = {}};
 }
 
 bool saw(const std::vector<std::string>& actions, std::string_view action) {

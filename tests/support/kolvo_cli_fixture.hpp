@@ -115,9 +115,13 @@ class KolvoCli : public ::testing::Test {
     return buffer.str();
   }
 
-  std::string environment() const { return "XDG_CONFIG_HOME='" + (home_ / "config").string() + "'"; }
+  // The update feed named by the environment is the test's own, or none.
+  std::string environment() const {
+    return "XDG_CONFIG_HOME='" + (home_ / "config").string() + "' KOLVO_UPDATE_FEED_URL='" + update_feed_ + "'";
+  }
 
   path home_;
+  std::string update_feed_;
   int serve_pid_ = 0;
 };
 

@@ -1,6 +1,9 @@
+#include <cstdlib>
+
 #include "platform/host_ports.hpp"
 #include "platform/linux/json_file_preference_store_linux.hpp"
 #include "platform/linux/process_environment_linux.hpp"
+#include "platform/linux/update_feed_fetcher_linux.hpp"
 #include "platform/sim/simulated_desktop.hpp"
 #include "platform/sim/simulated_mac.hpp"
 
@@ -13,6 +16,16 @@ struct SimulatedMachine {
   sim::SimulatedMac mac;
   sim::SimulatedDesktop desktop;
 };
+
+}  // namespace
+
+namespace {
+
+std::string configured_feed(const HostOptions& options) {
+  if (options.update_feed_url) return *options.update_feed_url;
+  const char* variable = std::getenv(kUpdateFeedEnvironmentVariable);
+  return variable != nullptr ? std::string(variable) : std::string();
+}
 
 }  // namespace
 
@@ -64,6 +77,10 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
                     machine->mac.set_change_sink(sink);
                     machine->desktop.set_change_sink(std::move(sink));
                   },
+              .update_feed_url = configured_feed(options),
+              .make_update_feed_fetcher = [](base::Executor& main) -> std::unique_ptr<update::UpdateFeedFetcher> {
+                return std::make_unique<CurlUpdateFeedFetcher>(main);
+              },
           },
           {}};
 }

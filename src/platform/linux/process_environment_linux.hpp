@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 
 #include "app/app_ports.hpp"
 #include "platform/host_ports.hpp"
@@ -12,6 +13,8 @@ namespace kolvo::platform {
 // running instance is another `kolvo serve`.
 class LinuxProcessEnvironment final : public app::ProcessEnvironment {
  public:
+  static constexpr std::string_view kSimulatedSystemVersion = "15.0";
+
   explicit LinuxProcessEnvironment(HostIdentity identity, std::filesystem::path proc_root = "/proc");
 
   std::int64_t pid() const override;
@@ -20,6 +23,8 @@ class LinuxProcessEnvironment final : public app::ProcessEnvironment {
   std::string short_version() const override { return identity_.short_version; }
   std::string build_version() const override { return identity_.build_version; }
   std::string os_version() const override;
+  // The simulated Mac's macOS, for the update check's minimum-system rule.
+  std::string system_version() const override { return std::string(kSimulatedSystemVersion); }
   std::vector<app::RunningInstance> running_instances(std::string_view bundle_identifier) const override;
 
  private:

@@ -1,6 +1,8 @@
 #import <AppKit/AppKit.h>
 #include <unistd.h>
 
+#include <cstdlib>
+
 #include "controls/audio_controllers.hpp"
 #include "platform/mac/mac_adapters.hpp"
 #include "platform/mac/objc_text.hpp"
@@ -59,6 +61,12 @@ std::string MacProcessEnvironment::os_version() const {
   return NSProcessInfo.processInfo.operatingSystemVersionString.UTF8String;
 }
 
+std::string MacProcessEnvironment::system_version() const {
+  const NSOperatingSystemVersion version = NSProcessInfo.processInfo.operatingSystemVersion;
+  return std::to_string(version.majorVersion) + "." + std::to_string(version.minorVersion) + "." +
+         std::to_string(version.patchVersion);
+}
+
 std::vector<app::RunningInstance> MacProcessEnvironment::running_instances(std::string_view bundle_identifier) const {
   std::vector<app::RunningInstance> instances;
   @autoreleasepool {
@@ -69,6 +77,17 @@ std::vector<app::RunningInstance> MacProcessEnvironment::running_instances(std::
   }
   return instances;
 }
+
+namespace {
+
+// KOLVO_UPDATE_FEED_URL, for trying a build against another feed, then the bundle's key.
+std::string configured_update_feed() {
+  const char* variable = std::getenv(kUpdateFeedEnvironmentVariable);
+  if (variable != nullptr && variable[0] != '\0') return variable;
+  return info_string(@"KolvoUpdateFeedURL", "");
+}
+
+}  // namespace
 
 app::PlatformPorts make_mac_platform_ports(const HostIdentity& identity) {
   auto host = std::make_shared<MacHost>();
@@ -98,6 +117,10 @@ app::PlatformPorts make_mac_platform_ports(const HostIdentity& identity) {
       .preferences_location = "the " + identity.bundle_id + " defaults domain",
       .simulate_frontmost = {},
       .report_simulated_changes = {},
+      .update_feed_url = configured_update_feed(),
+      .make_update_feed_fetcher = [](base::Executor& main) -> std::unique_ptr<update::UpdateFeedFetcher> {
+        return std::make_unique<MacUpdateFeedFetcher>(main);
+      },
   };
 }
 

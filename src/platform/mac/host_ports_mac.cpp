@@ -10,6 +10,7 @@ namespace kolvo::platform {
 
 HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions& options) {
   app::PlatformPorts ports = make_mac_platform_ports(identity);
+  if (options.update_feed_url) ports.update_feed_url = *options.update_feed_url;
   if (!options.sim_layout) {
     // On the real Mac, --frontmost stands in for whatever is in front, as it does over a layout.
     if (options.frontmost) {

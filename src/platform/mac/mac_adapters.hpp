@@ -28,6 +28,7 @@
 #include "ui/calibration_window_model.hpp"
 #include "ui/system_appearance.hpp"
 #include "ui/zone_map.hpp"
+#include "update/update_feed_fetcher.hpp"
 
 namespace kolvo::platform {
 
@@ -148,6 +149,23 @@ class MacLoginItemService final : public app::LoginItemService {
   std::optional<std::string> unregister_main_app() override;
 };
 
+// NSURLSession with an ephemeral configuration, one session per transfer, its delegate on the
+// operation queue "com.kolvo.update": a body past the limit is cancelled as soon as it is
+// known to be too long, an HTTP status of 400 or more as soon as it arrives. Answers are
+// posted to the main executor; none arrives after the fetcher is destroyed.
+class MacUpdateFeedFetcher final : public update::UpdateFeedFetcher {
+ public:
+  explicit MacUpdateFeedFetcher(base::Executor& main);
+  ~MacUpdateFeedFetcher() override;
+  MacUpdateFeedFetcher(const MacUpdateFeedFetcher&) = delete;
+  MacUpdateFeedFetcher& operator=(const MacUpdateFeedFetcher&) = delete;
+  void fetch(update::FeedRequest request, std::function<void(update::FeedResponse)> done) override;
+
+ private:
+  struct Objects;
+  std::shared_ptr<Objects> objects_;
+};
+
 // The main dispatch queue as the program's main loop.
 class MainQueueExecutor final : public base::Executor {
  public:
@@ -174,6 +192,7 @@ class MacProcessEnvironment final : public app::ProcessEnvironment {
   std::string short_version() const override;
   std::string build_version() const override;
   std::string os_version() const override;
+  std::string system_version() const override;
   std::vector<app::RunningInstance> running_instances(std::string_view bundle_identifier) const override;
 
  private:
