@@ -9,6 +9,7 @@
 #include "app/app_ports.hpp"
 #include "app/launch_at_login_manager.hpp"
 #include "catalog/app_item.hpp"
+#include "catalog/application_opener.hpp"
 #include "catalog/focused_application_monitor.hpp"
 #include "controls/control_ports.hpp"
 #include "dock/accessibility_trust.hpp"
@@ -39,6 +40,7 @@ struct PlatformPorts {
   std::shared_ptr<const dock::AccessibilityElementReader> elements;
   std::shared_ptr<const catalog::ApplicationCatalog> applications;
   std::shared_ptr<catalog::FocusedApplicationMonitor> focused_application;
+  std::shared_ptr<catalog::ApplicationOpener> opener;
   // What the control services drive.
   std::shared_ptr<controls::CoreAudioPort> core_audio;
   std::shared_ptr<controls::PrivateFrameworksPort> frameworks;

@@ -69,6 +69,7 @@ PlatformPorts simulated_ports() {
           .elements = share(&machine->desktop),
           .applications = share(&machine->desktop),
           .focused_application = share(&machine->desktop),
+          .opener = share(&machine->desktop),
           .core_audio = share(&machine->mac),
           .frameworks = share(&machine->mac),
           .events = share(&machine->mac),

@@ -60,6 +60,7 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
               .elements = share(desktop),
               .applications = share(desktop),
               .focused_application = share(desktop),
+              .opener = share(desktop),
               .core_audio = share(mac),
               .frameworks = share(mac),
               .events = share(mac),

@@ -51,4 +51,15 @@ std::optional<catalog::InstalledApplication> MacApplicationCatalog::application_
   }
 }
 
+bool MacApplicationOpener::open_application(const catalog::KolvoAppItem& item) {
+  @autoreleasepool {
+    NSURL* url = [NSURL fileURLWithPath:ns_string(item.path()) isDirectory:YES];
+    if (![NSFileManager.defaultManager fileExistsAtPath:url.path]) return false;
+    NSWorkspaceOpenConfiguration* configuration = [NSWorkspaceOpenConfiguration configuration];
+    configuration.activates = YES;
+    [NSWorkspace.sharedWorkspace openApplicationAtURL:url configuration:configuration completionHandler:nil];
+    return true;
+  }
+}
+
 }  // namespace kolvo::platform

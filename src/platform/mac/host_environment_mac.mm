@@ -34,6 +34,7 @@ struct MacHost {
   MacRunningApplications running;
   MacAccessibilityElements elements;
   MacApplicationCatalog applications;
+  MacApplicationOpener opener;
   MacFocusedApplicationMonitor focused;
   MacPreferenceStore dock_domain{"com.apple.dock"};
 };
@@ -106,6 +107,7 @@ app::PlatformPorts make_mac_platform_ports(const HostIdentity& identity) {
       .elements = share(&host->elements),
       .applications = share(&host->applications),
       .focused_application = share(&host->focused),
+      .opener = share(&host->opener),
       .core_audio = share(&host->core_audio),
       .frameworks = share(&host->frameworks),
       .events = share(&host->events),

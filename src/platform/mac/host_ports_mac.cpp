@@ -33,6 +33,7 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
   ports.elements = desktop;
   ports.applications = desktop;
   ports.focused_application = desktop;
+  ports.opener = desktop;
   ports.windows = desktop;
   ports.dock_domain = std::shared_ptr<const prefs::PreferenceStore>(desktop, desktop->dock_domain());
   ports.simulate_frontmost = [desktop](std::optional<std::string> bundle_id) {

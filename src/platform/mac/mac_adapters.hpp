@@ -14,6 +14,7 @@
 #include "base/diagnostics_log.hpp"
 #include "base/executor.hpp"
 #include "catalog/app_item.hpp"
+#include "catalog/application_opener.hpp"
 #include "catalog/focused_application_monitor.hpp"
 #include "controls/control_ports.hpp"
 #include "dock/accessibility_trust.hpp"
@@ -245,6 +246,13 @@ class MacApplicationCatalog final : public catalog::ApplicationCatalog {
   std::vector<catalog::InstalledApplication> applications_in(const std::vector<std::string>& folders) const override;
   std::optional<catalog::InstalledApplication> application_with_bundle_id(const std::string& bundle_id) const override;
   std::optional<catalog::InstalledApplication> application_at(const std::string& path) const override;
+};
+
+// NSWorkspace: opens the application at an item's location, which launches it or brings it to
+// the front.
+class MacApplicationOpener final : public catalog::ApplicationOpener {
+ public:
+  bool open_application(const catalog::KolvoAppItem& item) override;
 };
 
 // NSHapticFeedbackManager's default performer.

@@ -554,6 +554,15 @@ std::optional<std::int64_t> SimulatedDesktop::frontmost_pid() const {
   return std::nullopt;
 }
 
+bool SimulatedDesktop::open_application(const catalog::KolvoAppItem& item) {
+  if (!catalog::is_installed(item, *this)) return false;
+  const auto installed = application_at(item.path());
+  const std::optional<std::string> bundle_id = installed ? installed->bundle_identifier : item.bundle_identifier;
+  if (changes_) changes_("opened " + item.name);
+  set_frontmost_application(bundle_id);
+  return true;
+}
+
 std::unique_ptr<controls::AXElement> SimulatedDesktop::create_application(std::int64_t wide_pid) const {
   // The accessibility API takes a 32-bit process id, so a wider one reaches whatever process its
   // low bits name, as on the Mac.

@@ -10,6 +10,7 @@
 
 #include "base/observable.hpp"
 #include "catalog/app_item.hpp"
+#include "catalog/application_opener.hpp"
 #include "catalog/focused_application_monitor.hpp"
 #include "controls/control_ports.hpp"
 #include "dock/screens_port.hpp"
@@ -77,6 +78,7 @@ class SimulatedDesktop final : public dock::ScreensPort,
                                public dock::AccessibilityElementReader,
                                public catalog::ApplicationCatalog,
                                public catalog::FocusedApplicationMonitor,
+                               public catalog::ApplicationOpener,
                                public controls::AXApplicationsPort {
  public:
   explicit SimulatedDesktop(SimulatedLayout layout);
@@ -101,6 +103,8 @@ class SimulatedDesktop final : public dock::ScreensPort,
   std::optional<std::string> frontmost_bundle_id() const override { return layout_.frontmost_application; }
   std::optional<std::string> frontmost_name() const override { return layout_.frontmost_application; }
   std::optional<std::int64_t> frontmost_pid() const override;
+  // An installed application comes to the front, as a click on it in the Hidden Dock does.
+  bool open_application(const catalog::KolvoAppItem& item) override;
   void set_frontmost_application(std::optional<std::string> bundle_id) {
     if (layout_.frontmost_application == bundle_id) return;
     layout_.frontmost_application = std::move(bundle_id);

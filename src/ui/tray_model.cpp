@@ -1,0 +1,77 @@
+#include "ui/tray_model.hpp"
+
+#include <algorithm>
+
+#include "prefs/settings_keys.hpp"
+
+namespace kolvo::ui {
+
+std::vector<dock::Rect> tray_icon_frames(double tray_width, double tray_height, double dock_height, std::size_t count) {
+  std::vector<dock::Rect> frames;
+  if (count == 0) return frames;
+  const double n = static_cast<double>(count);
+  const double natural = std::clamp(dock_height * 0.62, 42.0, 58.0);
+  const double fitting = (tray_width - 2 * kTrayPadding - (n - 1) * kTrayIconSpacing) / n;
+  const double side = std::max(kSmallestTrayIcon, std::min({natural, fitting, tray_height}));
+  // The row sits in the middle, so a tray held at its narrowest keeps its icons centred.
+  const double row = n * side + (n - 1) * kTrayIconSpacing;
+  const double x0 = (tray_width - row) / 2;
+  const double y = (tray_height - side) / 2;
+  for (std::size_t i = 0; i < count; ++i) {
+    frames.push_back({x0 + static_cast<double>(i) * (side + kTrayIconSpacing), y, side, side});
+  }
+  return frames;
+}
+
+std::vector<TrayIcon> TrayModel::icons(double tray_width, double tray_height, double dock_height) const {
+  const auto apps = zones_.effective().dock_apps;
+  const auto frames = tray_icon_frames(tray_width, tray_height, dock_height, apps.size());
+  std::vector<TrayIcon> icons;
+  for (std::size_t i = 0; i < apps.size(); ++i) {
+    icons.push_back({apps[i].name, apps[i].path(), catalog::is_installed(apps[i], catalog_), frames[i]});
+  }
+  return icons;
+}
+
+bool TrayModel::open(std::size_t index) {
+  const auto apps = zones_.effective().dock_apps;
+  return index < apps.size() && open_item(apps[index]);
+}
+
+bool TrayModel::open_item(const catalog::KolvoAppItem& item) {
+  if (!opener_.open_application(item)) return false;
+  center_.post(prefs::notifications::kAppLaunchedFromTray);
+  sounds_.play(prefs::Sound::click, 1.0);
+  return true;
+}
+
+std::vector<LauncherCell> TrayModel::launcher_cells(double grid_width, double grid_height) const {
+  const auto slots = launcher_.resolved_slots();
+  const double width = grid_width / static_cast<double>(kLauncherColumns);
+  const double height = grid_height / static_cast<double>(kLauncherRows);
+  std::vector<LauncherCell> cells;
+  for (std::size_t i = 0; i < slots.size(); ++i) {
+    const double column = static_cast<double>(i % kLauncherColumns);
+    const double row_from_top = static_cast<double>(i / kLauncherColumns);
+    LauncherCell cell{i, catalog::slot_text(slots[i]), slots[i].item ? slots[i].item->path() : std::string(),
+                      slots[i].item.has_value(), slots[i].installed,
+                      {column * width, grid_height - (row_from_top + 1) * height, width, height}};
+    cells.push_back(std::move(cell));
+  }
+  return cells;
+}
+
+bool TrayModel::open_launcher_slot(std::size_t slot) {
+  if (slot >= launcher_.slots().size() || !launcher_.slots()[slot]) return false;
+  return open_item(*launcher_.slots()[slot]);
+}
+
+bool TrayModel::assign_launcher_slot(std::size_t slot, const std::string& location) {
+  if (slot >= catalog::AppLauncherStore::kSlotCount) return false;
+  auto item = catalog::make_app_item(location, catalog_);
+  if (!item) return false;
+  launcher_.assign(slot, std::move(*item));
+  return true;
+}
+
+}  // namespace kolvo::ui
