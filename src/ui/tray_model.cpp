@@ -23,6 +23,18 @@ std::vector<dock::Rect> tray_icon_frames(double tray_width, double tray_height, 
   return frames;
 }
 
+dock::Rect expanded_tray_frame(const dock::Rect& tray, dock::Side side, const dock::Rect& screen_frame, double progress) {
+  const double p = std::clamp(progress, 0.0, 1.0);
+  const double grid_width = static_cast<double>(kLauncherColumns) * kLauncherCellSide + 2 * kTrayPadding;
+  const double grid_height = static_cast<double>(kLauncherRows) * kLauncherCellSide + kTrayPadding;
+  const double width = std::min(tray.width + p * std::max(0.0, grid_width - tray.width), screen_frame.width);
+  const double height = std::min(tray.height + p * grid_height, screen_frame.max_y() - tray.min_y());
+  // The Dock end stays put: the right edge of a left tray, the left edge of a right one.
+  double x = side == dock::Side::left ? tray.max_x() - width : tray.min_x();
+  x = std::clamp(x, screen_frame.min_x(), screen_frame.max_x() - width);
+  return {x, tray.y, width, height};
+}
+
 std::vector<TrayIcon> TrayModel::icons(double tray_width, double tray_height, double dock_height) const {
   const auto apps = zones_.effective().dock_apps;
   const auto frames = tray_icon_frames(tray_width, tray_height, dock_height, apps.size());

@@ -48,6 +48,13 @@ struct LauncherCell {
 inline constexpr std::size_t kLauncherColumns = 8;
 inline constexpr std::size_t kLauncherRows = 7;
 
+inline constexpr double kLauncherCellSide = 64;
+
+// The tray's window while it grows into the launcher: at `progress` 0 the tray itself, at 1 the
+// tray's row with the 8 × 7 grid above it. It grows upward and away from the Dock, keeping its
+// Dock end in place, and never leaves the display.
+dock::Rect expanded_tray_frame(const dock::Rect& tray, dock::Side side, const dock::Rect& screen_frame, double progress);
+
 // The Hidden Dock's apps for the frontmost application, the launcher it grows into, and what a
 // click on either does.
 class TrayModel {

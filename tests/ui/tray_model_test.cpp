@@ -46,6 +46,30 @@ TEST(TrayIconFrames, SizedFromTheDockAndFittedToTheTray) {
   EXPECT_TRUE(tray_icon_frames(200, 70, 70, 0).empty());
 }
 
+TEST(ExpandedTrayFrame, GrowsUpAndAwayFromTheDockWithinTheDisplay) {
+  const Rect screen{0, 0, 1512, 982};
+  struct Case {
+    const char* name;
+    Rect tray;
+    dock::Side side;
+    double progress;
+    Rect expected;
+  };
+  const Case cases[] = {
+      {"collapsed", {1000, 8, 200, 70}, dock::Side::right, 0, {1000, 8, 200, 70}},
+      {"right, open", {1000, 8, 200, 70}, dock::Side::right, 1, {1000 - (536 - 512), 8, 536, 70 + 460}},
+      {"right, halfway", {600, 8, 200, 70}, dock::Side::right, 0.5, {600, 8, 368, 300}},
+      {"left, open keeps its right edge", {300, 8, 200, 70}, dock::Side::left, 1, {0, 8, 536, 530}},
+      {"past the end is open", {600, 8, 200, 70}, dock::Side::right, 3, {600, 8, 536, 530}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(expanded_tray_frame(c.tray, c.side, screen, c.progress), c.expected);
+  }
+  EXPECT_EQ(expanded_tray_frame({600, 8, 200, 70}, dock::Side::right, {0, 0, 1512, 400}, 1), (Rect{600, 8, 536, 392}))
+      << "no taller than the display";
+}
+
 struct TrayHarness {
   TrayHarness()
       : geometry([] {

@@ -27,6 +27,7 @@
 #include "prefs/preference_store.hpp"
 #include "sound/sound_ports.hpp"
 #include "ui/calibration_window_model.hpp"
+#include "ui/tray_model.hpp"
 #include "ui/system_appearance.hpp"
 #include "ui/zone_map.hpp"
 #include "update/update_feed_fetcher.hpp"
@@ -266,6 +267,8 @@ class MacHaptics final : public overlay::HapticPerformer {
 // floating above the menu bar on every Space and beside full-screen apps. Each goes where
 // `placement` says, on the display under the pointer, and is ordered front or out as the
 // pointer monitor says; a change of displays puts the open ones where they now belong.
+class MacExpansionGestureMonitor;
+
 // The calibration window over one display: a box to drag and resize over the Dock, with its
 // numbers and buttons. `closed` runs once, after a save or a cancel.
 class MacCalibrationWindow {
@@ -285,7 +288,7 @@ class MacCalibrationWindow {
 class MacOverlayWindowManager final : public overlay::OverlayWindowManager, public overlay::HapticPerformer {
  public:
   MacOverlayWindowManager(overlay::PanelPlacement placement, dock::DockServices& dock, const base::WallClock& clock,
-                          base::DiagnosticsLog& log);
+                          base::DiagnosticsLog& log, std::unique_ptr<ui::TrayModel> tray_model);
   ~MacOverlayWindowManager() override;
   MacOverlayWindowManager(const MacOverlayWindowManager&) = delete;
   MacOverlayWindowManager& operator=(const MacOverlayWindowManager&) = delete;
@@ -325,6 +328,11 @@ class MacOverlayWindowManager final : public overlay::OverlayWindowManager, publ
   void show(Kind kind, std::optional<Open>& slot, Open open);
   void hide(Kind kind, std::optional<Open>& slot);
   void replace(Kind kind, std::optional<Open>& slot);
+  // Draws the tray's icons, and the launcher's grid while it is open, for the tray's frame now.
+  void fill_tray();
+  void set_expansion(double progress);
+  void clicked_tray_icon(std::size_t index);
+  void clicked_launcher_cell(std::size_t slot);
 
   overlay::PanelPlacement placement_;
   dock::DockServices& dock_;
@@ -332,6 +340,9 @@ class MacOverlayWindowManager final : public overlay::OverlayWindowManager, publ
   base::DiagnosticsLog& log_;
   MacHaptics haptics_;
   std::unique_ptr<MacCalibrationWindow> calibration_;
+  std::unique_ptr<ui::TrayModel> tray_model_;
+  std::unique_ptr<MacExpansionGestureMonitor> expansion_;
+  double expansion_progress_ = 0;
   std::unique_ptr<Panels> panels_;
   std::optional<Open> tray_, slider_, dial_, cue_;
   bool pinned_ = false;
@@ -397,7 +408,10 @@ class MacOverlayPlatform final : public app::OverlayPlatform {
   std::shared_ptr<overlay::OverlayWindowManager> make_panels() override {
     panels_ = std::make_shared<MacOverlayWindowManager>(
         overlay::PanelPlacement(runtime_.dock(), runtime_.hidden_dock().zones()), runtime_.dock(), runtime_.clock(),
-        runtime_.log());
+        runtime_.log(),
+        std::make_unique<ui::TrayModel>(runtime_.hidden_dock().zones(), runtime_.hidden_dock().launcher(),
+                                        *runtime_.ports().applications, *runtime_.ports().opener, runtime_.center(),
+                                        runtime_.settings().sound_effects()));
     return panels_;
   }
   overlay::HapticPerformer& haptics() override {

@@ -2,8 +2,37 @@
 
 #include "platform/mac/mac_adapters.hpp"
 
+#include "platform/mac/objc_text.hpp"
+
+// Hands a button's tag to a block: the tray's icons and the launcher's cells.
+@interface KolvoTrayClickTarget : NSObject
+@property(nonatomic, copy) void (^clicked)(NSInteger tag);
+@end
+
+@implementation KolvoTrayClickTarget
+- (void)click:(NSButton*)sender {
+  if (self.clicked) self.clicked(sender.tag);
+}
+@end
+
 namespace kolvo::platform {
 namespace {
+
+// Launcher cells carry their slot above the tray icons' indexes.
+constexpr NSInteger kLauncherTagBase = 1000;
+
+NSButton* app_button(const std::string& location, const std::string& title, bool present, KolvoTrayClickTarget* target,
+                     NSInteger tag) {
+  NSImage* image = location.empty() ? [NSImage imageNamed:NSImageNameAddTemplate]
+                                    : [NSWorkspace.sharedWorkspace iconForFile:ns_string(location)];
+  NSButton* button = [NSButton buttonWithImage:image target:target action:@selector(click:)];
+  button.bordered = NO;
+  button.imageScaling = NSImageScaleProportionallyUpOrDown;
+  button.toolTip = ns_string(title);
+  button.alphaValue = present ? 1.0 : 0.45;
+  button.tag = tag;
+  return button;
+}
 
 NSRect ns_rect(const dock::Rect& r) { return NSMakeRect(r.x, r.y, r.width, r.height); }
 
@@ -45,6 +74,7 @@ NSPanel* make_panel(CGFloat corner_radius, BOOL ignores_mouse) {
 }  // namespace
 
 struct MacOverlayWindowManager::Panels {
+  KolvoTrayClickTarget* tray_target = nil;
   // The tray, slider and dial take the pointer; the cue only shows and lets it through to the
   // corner it marks.
   NSPanel* tray = make_panel(18, NO);
@@ -64,8 +94,93 @@ struct MacOverlayWindowManager::Panels {
 };
 
 MacOverlayWindowManager::MacOverlayWindowManager(overlay::PanelPlacement placement, dock::DockServices& dock,
-                                                 const base::WallClock& clock, base::DiagnosticsLog& log)
-    : placement_(placement), dock_(dock), clock_(clock), log_(log), panels_(std::make_unique<Panels>()) {}
+                                                 const base::WallClock& clock, base::DiagnosticsLog& log,
+                                                 std::unique_ptr<ui::TrayModel> tray_model)
+    : placement_(placement),
+      dock_(dock),
+      clock_(clock),
+      log_(log),
+      tray_model_(std::move(tray_model)),
+      panels_(std::make_unique<Panels>()) {
+  panels_->tray_target = [KolvoTrayClickTarget new];
+  panels_->tray_target.clicked = ^(NSInteger tag) {
+    if (tag >= kLauncherTagBase) {
+      clicked_launcher_cell(static_cast<std::size_t>(tag - kLauncherTagBase));
+    } else {
+      clicked_tray_icon(static_cast<std::size_t>(tag));
+    }
+  };
+  // Dragging the tray upward pulls the launcher out of it.
+  expansion_ = std::make_unique<MacExpansionGestureMonitor>(
+      (__bridge void*)panels_->tray.contentView,
+      overlay::DockExpansionGesture{
+          .on_progress = [this](double progress) { set_expansion(progress); },
+          .on_commit = [this](bool expand, double) { set_expansion(expand ? 1 : 0); },
+          .current_progress = [this] { return expansion_progress_; },
+          .scroll_expansion_allowed = [this] { return tray_.has_value(); },
+      });
+}
+
+void MacOverlayWindowManager::set_expansion(double progress) {
+  expansion_progress_ = std::clamp(progress, 0.0, 1.0);
+  if (!tray_) return;
+  const dock::Rect tray = placement_.tray_frame(tray_->screen, tray_->side);
+  const dock::Rect frame = ui::expanded_tray_frame(tray, tray_->side, tray_->screen.frame, expansion_progress_);
+  [panels_->tray setFrame:ns_rect(frame) display:YES];
+  fill_tray();
+}
+
+void MacOverlayWindowManager::fill_tray() {
+  NSView* content = panels_->tray.contentView;
+  for (NSView* view in [content.subviews copy]) [view removeFromSuperview];
+  if (!tray_) return;
+  const dock::Rect tray = placement_.tray_frame(tray_->screen, tray_->side);
+  const double dock_height = dock_.geometry_for(tray_->screen).dock_rect.height;
+  const NSSize size = content.bounds.size;
+  // The tray's row stays at the foot; the launcher's grid fills what the expansion added.
+  const auto icons = tray_model_->icons(size.width, tray.height, dock_height);
+  for (std::size_t i = 0; i < icons.size(); ++i) {
+    NSButton* button = app_button(icons[i].location, icons[i].title, icons[i].installed, panels_->tray_target,
+                                  static_cast<NSInteger>(i));
+    button.frame = ns_rect(icons[i].frame);
+    [content addSubview:button];
+  }
+  const double grid_height = size.height - tray.height - ui::kTrayPadding;
+  if (expansion_progress_ <= 0 || grid_height < ui::kLauncherCellSide) return;
+  const double grid_width = size.width - 2 * ui::kTrayPadding;
+  for (const ui::LauncherCell& cell : tray_model_->launcher_cells(grid_width, grid_height)) {
+    NSButton* button = app_button(cell.location, cell.title, !cell.filled || cell.installed, panels_->tray_target,
+                                  kLauncherTagBase + static_cast<NSInteger>(cell.slot));
+    const dock::Rect r = cell.frame;
+    button.frame = NSInsetRect(NSMakeRect(ui::kTrayPadding + r.x, tray.height + r.y, r.width, r.height), 8, 8);
+    [content addSubview:button];
+  }
+}
+
+void MacOverlayWindowManager::clicked_tray_icon(std::size_t index) {
+  if (tray_model_->open(index) && !pinned_) hide_hidden_dock();
+}
+
+void MacOverlayWindowManager::clicked_launcher_cell(std::size_t slot) {
+  if (tray_model_->open_launcher_slot(slot)) {
+    if (!pinned_) hide_hidden_dock();
+    return;
+  }
+  // An empty or missing app: let the user choose the app for this slot.
+  NSOpenPanel* chooser = [NSOpenPanel openPanel];
+  chooser.title = @"Choose Apps for Kolvo";
+  chooser.directoryURL = [NSURL fileURLWithPath:@"/Applications" isDirectory:YES];
+  chooser.canChooseDirectories = NO;
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+  chooser.allowedFileTypes = @[ @"app" ];
+#pragma clang diagnostic pop
+  [NSApp activateIgnoringOtherApps:YES];
+  if ([chooser runModal] == NSModalResponseOK && chooser.URL != nil) {
+    tray_model_->assign_launcher_slot(slot, utf8(chooser.URL.path));
+    fill_tray();
+  }
+}
 
 MacOverlayWindowManager::~MacOverlayWindowManager() {
   for (const Kind kind : {Kind::tray, Kind::slider, Kind::dial, Kind::cue}) [panels_->of(kind) orderOut:nil];
@@ -119,14 +234,17 @@ void MacOverlayWindowManager::show_hidden_dock(overlay::DockSide side, bool pinn
     log_.record("Overlay", "no display to open the Hidden Dock on");
     return;
   }
+  expansion_progress_ = 0;
   show(Kind::tray, tray_, {std::move(*screen), side, {}});
   pinned_ = pinned;
   last_side_ = side;
+  fill_tray();
 }
 
 void MacOverlayWindowManager::hide_hidden_dock() {
   hide(Kind::tray, tray_);
   pinned_ = false;
+  expansion_progress_ = 0;
 }
 
 void MacOverlayWindowManager::show_slider(overlay::DockSide side, prefs::EdgeMode) {
