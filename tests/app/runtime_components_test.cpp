@@ -10,10 +10,13 @@
 #include "platform/sim/simulated_desktop.hpp"
 #include "platform/sim/simulated_mac.hpp"
 #include "platform/sim/simulated_overlay.hpp"
+#include "support/simulated_ports.hpp"
 #include "support/settings_fixture.hpp"
 
 namespace kolvo::app {
 namespace {
+
+using testing::simulated_ports;
 
 // Zone-map panels that keep each map they are told to draw, and whether they are showing.
 class RecordingZoneMap final : public ui::ZoneMapPanels {
@@ -48,42 +51,6 @@ class RecordingOverlay final : public OverlayPlatform {
   std::shared_ptr<sim::SimulatedOverlayWindowManager> panels_ =
       std::make_shared<sim::SimulatedOverlayWindowManager>([this](std::string_view a) { actions.emplace_back(a); });
 };
-
-struct SimulatedMachine {
-  sim::SimulatedMac mac;
-  sim::SimulatedDesktop desktop{*sim::load_layout(std::nullopt, nullptr)};
-};
-
-PlatformPorts simulated_ports() {
-  auto machine = std::make_shared<SimulatedMachine>();
-  const auto share = [&machine](auto* part) { return std::shared_ptr<std::remove_pointer_t<decltype(part)>>(machine, part); };
-  return {.prefs = std::make_shared<prefs::MemoryPreferenceStore>(),
-          .process = nullptr,
-          .accessibility = share(&machine->mac),
-          .appearance = share(&machine->mac),
-          .audibility = share(&machine->mac),
-          .sounds = share(&machine->mac),
-          .login_items = share(&machine->mac),
-          .screens = share(&machine->desktop),
-          .running = share(&machine->desktop),
-          .elements = share(&machine->desktop),
-          .applications = share(&machine->desktop),
-          .focused_application = share(&machine->desktop),
-          .opener = share(&machine->desktop),
-          .core_audio = share(&machine->mac),
-          .frameworks = share(&machine->mac),
-          .events = share(&machine->mac),
-          .scripts = share(&machine->mac),
-          .processes = share(&machine->mac),
-          .global_preferences = share(&machine->mac),
-          .windows = share(&machine->desktop),
-          .dock_domain = std::shared_ptr<const prefs::PreferenceStore>(machine, machine->desktop.dock_domain()),
-          .preferences_location = "memory",
-          .simulate_frontmost = {},
-          .report_simulated_changes = {},
-          .update_feed_url = {},
-          .make_update_feed_fetcher = {}};
-}
 
 bool saw(const std::vector<std::string>& actions, std::string_view action) {
   return std::find(actions.begin(), actions.end(), action) != actions.end();
