@@ -27,6 +27,7 @@
 #include "prefs/preference_store.hpp"
 #include "sound/sound_ports.hpp"
 #include "ui/calibration_window_model.hpp"
+#include "ui/control_panel_model.hpp"
 #include "ui/tray_model.hpp"
 #include "ui/system_appearance.hpp"
 #include "ui/zone_map.hpp"
@@ -288,7 +289,8 @@ class MacCalibrationWindow {
 class MacOverlayWindowManager final : public overlay::OverlayWindowManager, public overlay::HapticPerformer {
  public:
   MacOverlayWindowManager(overlay::PanelPlacement placement, dock::DockServices& dock, const base::WallClock& clock,
-                          base::DiagnosticsLog& log, std::unique_ptr<ui::TrayModel> tray_model);
+                          base::DiagnosticsLog& log, std::unique_ptr<ui::TrayModel> tray_model,
+                          std::unique_ptr<ui::ControlPanelModel> controls);
   ~MacOverlayWindowManager() override;
   MacOverlayWindowManager(const MacOverlayWindowManager&) = delete;
   MacOverlayWindowManager& operator=(const MacOverlayWindowManager&) = delete;
@@ -333,6 +335,8 @@ class MacOverlayWindowManager final : public overlay::OverlayWindowManager, publ
   void set_expansion(double progress);
   void clicked_tray_icon(std::size_t index);
   void clicked_launcher_cell(std::size_t slot);
+  // Draws the control a slider or dial panel shows, with its value, wired to the model.
+  void fill_control(Kind kind, prefs::CornerControlMode mode);
 
   overlay::PanelPlacement placement_;
   dock::DockServices& dock_;
@@ -341,6 +345,7 @@ class MacOverlayWindowManager final : public overlay::OverlayWindowManager, publ
   MacHaptics haptics_;
   std::unique_ptr<MacCalibrationWindow> calibration_;
   std::unique_ptr<ui::TrayModel> tray_model_;
+  std::unique_ptr<ui::ControlPanelModel> controls_;
   std::unique_ptr<MacExpansionGestureMonitor> expansion_;
   double expansion_progress_ = 0;
   std::unique_ptr<Panels> panels_;
@@ -411,7 +416,11 @@ class MacOverlayPlatform final : public app::OverlayPlatform {
         runtime_.log(),
         std::make_unique<ui::TrayModel>(runtime_.hidden_dock().zones(), runtime_.hidden_dock().launcher(),
                                         *runtime_.ports().applications, *runtime_.ports().opener, runtime_.center(),
-                                        runtime_.settings().sound_effects()));
+                                        runtime_.settings().sound_effects()),
+        std::make_unique<ui::ControlPanelModel>(runtime_.controls(), runtime_.settings().sound_effects(),
+                                                [focused = runtime_.ports().focused_application] {
+                                                  return focused ? focused->frontmost_pid() : std::nullopt;
+                                                }));
     return panels_;
   }
   overlay::HapticPerformer& haptics() override {

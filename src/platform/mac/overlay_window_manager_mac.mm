@@ -1,4 +1,5 @@
 #import <AppKit/AppKit.h>
+#import <objc/runtime.h>
 
 #include "platform/mac/mac_adapters.hpp"
 
@@ -95,12 +96,14 @@ struct MacOverlayWindowManager::Panels {
 
 MacOverlayWindowManager::MacOverlayWindowManager(overlay::PanelPlacement placement, dock::DockServices& dock,
                                                  const base::WallClock& clock, base::DiagnosticsLog& log,
-                                                 std::unique_ptr<ui::TrayModel> tray_model)
+                                                 std::unique_ptr<ui::TrayModel> tray_model,
+                                                 std::unique_ptr<ui::ControlPanelModel> controls)
     : placement_(placement),
       dock_(dock),
       clock_(clock),
       log_(log),
       tray_model_(std::move(tray_model)),
+      controls_(std::move(controls)),
       panels_(std::make_unique<Panels>()) {
   panels_->tray_target = [KolvoTrayClickTarget new];
   panels_->tray_target.clicked = ^(NSInteger tag) {
@@ -247,14 +250,68 @@ void MacOverlayWindowManager::hide_hidden_dock() {
   expansion_progress_ = 0;
 }
 
-void MacOverlayWindowManager::show_slider(overlay::DockSide side, prefs::EdgeMode) {
-  if (auto screen = pointer_screen()) show(Kind::slider, slider_, {std::move(*screen), side, {}});
+void MacOverlayWindowManager::show_slider(overlay::DockSide side, prefs::EdgeMode mode) {
+  if (auto screen = pointer_screen()) {
+    show(Kind::slider, slider_, {std::move(*screen), side, {}});
+    fill_control(Kind::slider, ui::control_of(mode));
+  }
 }
 
 void MacOverlayWindowManager::hide_slider() { hide(Kind::slider, slider_); }
 
-void MacOverlayWindowManager::show_dial(prefs::Corner corner, prefs::CornerControlMode) {
-  if (auto screen = pointer_screen()) show(Kind::dial, dial_, {std::move(*screen), {}, corner});
+void MacOverlayWindowManager::show_dial(prefs::Corner corner, prefs::CornerControlMode mode) {
+  if (auto screen = pointer_screen()) {
+    show(Kind::dial, dial_, {std::move(*screen), {}, corner});
+    fill_control(Kind::dial, mode);
+  }
+}
+
+void MacOverlayWindowManager::fill_control(Kind kind, prefs::CornerControlMode mode) {
+  NSView* content = panels_->of(kind).contentView;
+  for (NSView* view in [content.subviews copy]) [view removeFromSuperview];
+  const ui::ControlFace face = controls_->face(mode);
+  const NSRect bounds = content.bounds;
+  NSTextField* label = [NSTextField labelWithString:ns_string(face.detail.empty() ? face.title : face.detail)];
+  label.alignment = NSTextAlignmentCenter;
+  label.font = [NSFont systemFontOfSize:11 weight:NSFontWeightMedium];
+  label.frame = NSMakeRect(0, NSMaxY(bounds) - 22, NSWidth(bounds), 16);
+  [content addSubview:label];
+  const bool dial = kind == Kind::dial;
+  auto* model = controls_.get();
+  if (face.level) {
+    NSSlider* slider = [NSSlider sliderWithValue:*face.level minValue:0 maxValue:1 target:nil action:nil];
+    slider.vertical = !dial;
+    if (dial) slider.sliderType = NSSliderTypeCircular;
+    slider.continuous = YES;
+    slider.frame = dial ? NSInsetRect(bounds, 30, 30) : NSMakeRect(NSMidX(bounds) - 12, 12, 24, NSHeight(bounds) - 40);
+    KolvoTrayClickTarget* target = [KolvoTrayClickTarget new];
+    __weak NSSlider* weak_slider = slider;
+    __weak NSTextField* weak_label = label;
+    target.clicked = ^(NSInteger) {
+      model->set_level(mode, weak_slider.doubleValue);
+      weak_label.stringValue = ns_string(model->face(mode).detail);
+    };
+    slider.target = target;
+    slider.action = @selector(click:);
+    objc_setAssociatedObject(slider, "target", target, OBJC_ASSOCIATION_RETAIN_NONATOMIC);
+    [content addSubview:slider];
+  }
+  const bool presses = !face.level || mode == prefs::CornerControlMode::timer || mode == prefs::CornerControlMode::appearance;
+  if (dial && presses) {
+    // Press-only controls, the timer's start and stop, and the appearance switch take a click.
+    KolvoTrayClickTarget* target = [KolvoTrayClickTarget new];
+    __weak NSTextField* weak_label = label;
+    target.clicked = ^(NSInteger) {
+      model->press(mode);
+      const ui::ControlFace now = model->face(mode);
+      weak_label.stringValue = ns_string(now.detail.empty() ? now.title : now.detail);
+    };
+    NSButton* button = [NSButton buttonWithTitle:ns_string(face.title) target:target action:@selector(click:)];
+    button.bezelStyle = NSBezelStyleRounded;
+    button.frame = NSMakeRect(NSMidX(bounds) - 50, 8, 100, 24);
+    objc_setAssociatedObject(button, "target", target, OBJC_ASSOCIATION_RETAIN_NONATOMIC);
+    [content addSubview:button];
+  }
 }
 
 void MacOverlayWindowManager::hide_dial() { hide(Kind::dial, dial_); }
