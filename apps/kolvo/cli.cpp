@@ -22,6 +22,9 @@ constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
   ui PAGE [--json] [--sim FILE]
                             a settings page as the Mac shows it: general, controls,
                             profiles, apps, deck, corvane or advanced
+  ui onboarding [STEP] [--json] [--sim FILE]
+                            a step of the first-run window: welcome (the default),
+                            apps, edges, calibration or done
   dock [--json] [--sim FILE]
                             every display's Dock: calibration, detection, trigger areas
   dock --svg FILE [--sim FILE]

@@ -30,10 +30,35 @@ int run_diagnostics(Arguments arguments) {
   return 0;
 }
 
+namespace {
+
+// One step of the first-run window, the welcome when none is named. Printing never finishes it.
+int print_onboarding(app::Runtime& runtime, const Arguments& arguments, bool json) {
+  std::string steps;
+  for (const auto& [step, name] : ui::kOnboardingStepTable.entries) steps += (steps.empty() ? "" : ", ") + std::string(name);
+  const auto step = arguments.size() == 1   ? std::optional(ui::OnboardingStep::welcome)
+                    : arguments.size() == 2 ? ui::kOnboardingStepTable.parse(arguments[1])
+                                            : std::nullopt;
+  if (!step) return fail(kExitUsage, "'kolvo ui onboarding' takes one step: " + steps + ".");
+  const auto shown_only = [] {};
+  const ui::PageContent content =
+      runtime
+          .onboarding(ui::OnboardingHooks{.choose_app_location = [] { return std::optional<std::string>(); },
+                                          .calibrate = shown_only,
+                                          .mark_completed = {},
+                                          .finished = shown_only})
+          .content(*step);
+  std::cout << (json ? ui::to_json(content).dump(2) + "\n" : ui::to_text(content));
+  return 0;
+}
+
+}  // namespace
+
 int run_ui(Arguments arguments) {
   const bool json = take_flag(arguments, "--json");
   auto runtime = open_runtime(arguments, HostRuntime::Mode::read_only);
   if (!runtime) return kExitFailure;
+  if (!arguments.empty() && arguments.front() == "onboarding") return print_onboarding(runtime->runtime(), arguments, json);
   std::string pages;
   for (const auto& [page, name] : ui::kSettingsPageTable.entries) pages += (pages.empty() ? "" : ", ") + std::string(name);
   const auto page = arguments.size() == 1 ? ui::kSettingsPageTable.parse(arguments.front()) : std::nullopt;

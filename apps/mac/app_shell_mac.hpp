@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "app/app_ports.hpp"
+#include "ui/onboarding_model.hpp"
 #include "ui/settings_pages.hpp"
 
 namespace kolvo::mac {
@@ -12,7 +13,9 @@ class MacAppShell final : public app::AppShell {
  public:
   // Makes the settings window's pages with the hooks only AppKit can serve.
   using PagesFactory = std::function<ui::SettingsPages(ui::SettingsPageHooks)>;
-  explicit MacAppShell(PagesFactory make_pages);
+  // Makes the onboarding steps with the hooks only AppKit can serve, each time the window is made.
+  using OnboardingFactory = std::function<ui::OnboardingModel(ui::OnboardingHooks)>;
+  MacAppShell(PagesFactory make_pages, OnboardingFactory make_onboarding);
   ~MacAppShell() override;
 
   void set_activation_policy_accessory() override;
@@ -33,6 +36,7 @@ class MacAppShell final : public app::AppShell {
  private:
   struct Objects;
   PagesFactory make_pages_;
+  OnboardingFactory make_onboarding_;
   std::unique_ptr<Objects> objects_;
 };
 

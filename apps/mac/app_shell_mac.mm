@@ -159,10 +159,33 @@ struct MacAppShell::Objects {
   NSWindow* onboarding_window = nil;
   KolvoWindowCallbacks* onboarding_callbacks = nil;
   std::function<void()> onboarding_on_calibrate;
+  std::optional<ui::OnboardingModel> onboarding;
+  KolvoPageView* onboarding_view = nil;
+
+  void show_onboarding_step() {
+    if (onboarding && onboarding_view != nil) [onboarding_view showContent:onboarding->content()];
+  }
 };
 
-MacAppShell::MacAppShell(PagesFactory make_pages)
-    : make_pages_(std::move(make_pages)), objects_(std::make_unique<Objects>()) {}
+namespace {
+
+// A page view in a vertical scroller as wide as the window, for a page taller than it.
+NSScrollView* scrolling(KolvoPageView* view) {
+  NSScrollView* scroll = [NSScrollView new];
+  scroll.hasVerticalScroller = YES;
+  scroll.drawsBackground = NO;
+  scroll.documentView = view;
+  view.translatesAutoresizingMaskIntoConstraints = NO;
+  [view.widthAnchor constraintEqualToAnchor:scroll.contentView.widthAnchor].active = YES;
+  return scroll;
+}
+
+}  // namespace
+
+MacAppShell::MacAppShell(PagesFactory make_pages, OnboardingFactory make_onboarding)
+    : make_pages_(std::move(make_pages)),
+      make_onboarding_(std::move(make_onboarding)),
+      objects_(std::make_unique<Objects>()) {}
 MacAppShell::~MacAppShell() = default;
 
 void MacAppShell::set_activation_policy_accessory() {
@@ -243,12 +266,7 @@ void MacAppShell::create_settings_window(std::function<void()> on_calibrate, std
     if (!outcome.done && !outcome.message.empty()) tell(outcome.message);
     o.show_page(o.page);
   }];
-  NSScrollView* scroll = [NSScrollView new];
-  scroll.hasVerticalScroller = YES;
-  scroll.drawsBackground = NO;
-  scroll.documentView = o.page_view;
-  o.page_view.translatesAutoresizingMaskIntoConstraints = NO;
-  [o.page_view.widthAnchor constraintEqualToAnchor:scroll.contentView.widthAnchor].active = YES;
+  NSScrollView* scroll = scrolling(o.page_view);
 
   o.sidebar_target = [KolvoClickTarget new];
   Objects* objects = &o;
@@ -285,18 +303,43 @@ void MacAppShell::show_settings_window(ui::SettingsPage page) {
 }
 
 void MacAppShell::create_onboarding_window(std::function<void()> on_calibrate, std::function<void()> on_finished) {
-  objects_->onboarding_on_calibrate = std::move(on_calibrate);
-  objects_->onboarding_window =
+  Objects& o = *objects_;
+  o.onboarding_on_calibrate = std::move(on_calibrate);
+  o.onboarding_window =
       titled_window(ns_string(ui::OnboardingWindowSpec::kTitle),
                     NSMakeSize(ui::OnboardingWindowSpec::kWidth_pt, ui::OnboardingWindowSpec::kHeight_pt));
   KolvoWindowCallbacks* callbacks = [KolvoWindowCallbacks new];
   callbacks.closed = std::move(on_finished);
-  objects_->onboarding_callbacks = callbacks;
-  objects_->onboarding_window.delegate = callbacks;
+  o.onboarding_callbacks = callbacks;
+  o.onboarding_window.delegate = callbacks;
+
+  // Finishing closes the window, so Finish and the close button end onboarding the same way.
+  // The close waits for the click to return: it releases the view whose handler is running.
+  o.onboarding.emplace(make_onboarding_(ui::OnboardingHooks{
+      .choose_app_location = [] { return choose_application_location(); },
+      .calibrate = [&o] { if (o.onboarding_on_calibrate) o.onboarding_on_calibrate(); },
+      .mark_completed = {},
+      .finished =
+          [&o] {
+            NSWindow* window = o.onboarding_window;
+            dispatch_async(dispatch_get_main_queue(), ^{
+              [window close];
+            });
+          },
+  }));
+  o.onboarding_view = [[KolvoPageView alloc] initWithEventHandler:[&o](const ui::ControlEvent& event) {
+    if (!o.onboarding) return;
+    const ui::EventOutcome outcome = o.onboarding->handle(event);
+    if (!outcome.done && !outcome.message.empty()) tell(outcome.message);
+    o.show_onboarding_step();
+  }];
+  o.onboarding_window.contentView = scrolling(o.onboarding_view);
+  o.show_onboarding_step();
 }
 
 void MacAppShell::show_onboarding_window() {
   if (objects_->onboarding_window == nil) return;
+  objects_->show_onboarding_step();
   [objects_->onboarding_window center];
   [objects_->onboarding_window makeKeyAndOrderFront:nil];
   [objects_->onboarding_window orderFrontRegardless];
@@ -306,6 +349,8 @@ void MacAppShell::release_onboarding_window() {
   objects_->onboarding_window.delegate = nil;
   objects_->onboarding_window = nil;
   objects_->onboarding_callbacks = nil;
+  objects_->onboarding_view = nil;
+  objects_->onboarding.reset();
 }
 
 void MacAppShell::terminate() { [NSApp terminate:nil]; }

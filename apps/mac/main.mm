@@ -19,7 +19,8 @@ struct MacApplication {
                        executor, clock, {}};
   platform::MacOverlayPlatform panels{runtime};
   std::unique_ptr<app::AppComponents> components = runtime.make_components(panels);
-  MacAppShell shell{[this](ui::SettingsPageHooks hooks) { return runtime.settings_pages(std::move(hooks)); }};
+  MacAppShell shell{[this](ui::SettingsPageHooks hooks) { return runtime.settings_pages(std::move(hooks)); },
+                    [this](ui::OnboardingHooks hooks) { return runtime.onboarding(std::move(hooks)); }};
   app::AppDelegate delegate{app::AppDelegatePorts{
       .shell = shell,
       .components = *components,

@@ -276,4 +276,14 @@ ui::SettingsPages Runtime::settings_pages(ui::SettingsPageHooks hooks) {
       std::move(hooks));
 }
 
+ui::OnboardingModel Runtime::onboarding(ui::OnboardingHooks hooks) {
+  hooks.mark_completed = [this] { settings_.set_onboarding_completed(true); };
+  auto& hidden = hidden_dock();
+  return ui::OnboardingModel(ui::OnboardingStores{.apps = hidden.apps(),
+                                                  .catalog = *ports_.applications,
+                                                  .edge_modes = settings_.edge_modes(),
+                                                  .activation = settings_.activation()},
+                             std::move(hooks));
+}
+
 }  // namespace kolvo::app

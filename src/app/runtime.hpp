@@ -14,6 +14,7 @@
 #include "controls/control_services.hpp"
 #include "dock/dock_services.hpp"
 #include "overlay/hidden_dock_services.hpp"
+#include "ui/onboarding_model.hpp"
 #include "ui/settings_pages.hpp"
 #include "update/update_notice_controller.hpp"
 
@@ -69,6 +70,8 @@ class Runtime {
   // The settings window's pages over this runtime's stores. `hooks` holds what the shell can do
   // beyond the stores; launch at login and the diagnostics report are this runtime's own.
   ui::SettingsPages settings_pages(ui::SettingsPageHooks hooks);
+  // The first-run steps over the same stores; finishing them is remembered in the settings.
+  ui::OnboardingModel onboarding(ui::OnboardingHooks hooks);
 
   // The activation zones as a map, from the live zones, the displays and the trays, with
   // labels of `label_size` points.

@@ -130,6 +130,32 @@ TEST_F(KolvoCli, UiPagesShowTheStoredSettingsAndRefuseUnknownPages) {
   }
 }
 
+// The first-run steps print from the stored edges: both edges given to sliders leave Hidden
+// Dock nowhere to open, which the edges step says; an unknown step is refused.
+TEST_F(KolvoCli, UiOnboardingPrintsAStepFromTheStoredSettings) {
+  ASSERT_EQ(kolvo("prefs write com.kolvo.leftEdgeMode -string volume").exit_code, 0);
+  const CommandResult welcome = kolvo("ui onboarding");
+  ASSERT_EQ(welcome.exit_code, 0) << welcome.err;
+  EXPECT_NE(welcome.out.find("Welcome to Kolvo"), std::string::npos) << welcome.out;
+  const std::string warning = "Keep at least one edge on Hidden Dock, or it has nowhere to open.";
+  const CommandResult one_slider = kolvo("ui onboarding edges");
+  ASSERT_EQ(one_slider.exit_code, 0) << one_slider.err;
+  EXPECT_EQ(one_slider.out.find(warning), std::string::npos) << one_slider.out;
+  ASSERT_EQ(kolvo("prefs write com.kolvo.rightEdgeMode -string brightness").exit_code, 0);
+  const CommandResult edges = kolvo("ui onboarding edges --json");
+  ASSERT_EQ(edges.exit_code, 0) << edges.err;
+  EXPECT_EQ(nlohmann::json::parse(edges.out)["id"], "edges");
+  EXPECT_NE(edges.out.find(warning), std::string::npos) << edges.out;
+  EXPECT_NE(kolvo("ui onboarding done").out.find("Finish"), std::string::npos);
+  EXPECT_EQ(read(prefs_file()).find("onboardingCompleted"), std::string::npos);
+
+  for (const char* bad : {"ui onboarding nowhere", "ui onboarding apps extra"}) {
+    const CommandResult run = kolvo(bad);
+    EXPECT_EQ(run.exit_code, 2) << bad;
+    EXPECT_EQ(run.err, "kolvo: 'kolvo ui onboarding' takes one step: welcome, apps, edges, calibration, done.\n");
+  }
+}
+
 // The profile in force follows the frontmost application while the pointer moves: switching
 // to Photoshop gives its right edge a slider and its top-left corner a dial, switching back
 // restores the Hidden Dock.
