@@ -26,7 +26,9 @@
 #include "platform/host_ports.hpp"
 #include "prefs/preference_store.hpp"
 #include "sound/sound_ports.hpp"
+#include "ui/accent_color_store.hpp"
 #include "ui/calibration_window_model.hpp"
+#include "ui/control_appearance_store.hpp"
 #include "ui/control_panel_model.hpp"
 #include "ui/tray_model.hpp"
 #include "ui/system_appearance.hpp"
@@ -290,7 +292,8 @@ class MacOverlayWindowManager final : public overlay::OverlayWindowManager, publ
  public:
   MacOverlayWindowManager(overlay::PanelPlacement placement, dock::DockServices& dock, const base::WallClock& clock,
                           base::DiagnosticsLog& log, std::unique_ptr<ui::TrayModel> tray_model,
-                          std::unique_ptr<ui::ControlPanelModel> controls);
+                          std::unique_ptr<ui::ControlPanelModel> controls, ui::ControlAppearanceStore& appearance,
+                          ui::AccentColorStore& accent);
   ~MacOverlayWindowManager() override;
   MacOverlayWindowManager(const MacOverlayWindowManager&) = delete;
   MacOverlayWindowManager& operator=(const MacOverlayWindowManager&) = delete;
@@ -346,6 +349,8 @@ class MacOverlayWindowManager final : public overlay::OverlayWindowManager, publ
   std::unique_ptr<MacCalibrationWindow> calibration_;
   std::unique_ptr<ui::TrayModel> tray_model_;
   std::unique_ptr<ui::ControlPanelModel> controls_;
+  ui::ControlAppearanceStore& appearance_;
+  ui::AccentColorStore& accent_;
   std::unique_ptr<MacExpansionGestureMonitor> expansion_;
   double expansion_progress_ = 0;
   std::unique_ptr<Panels> panels_;
@@ -420,7 +425,8 @@ class MacOverlayPlatform final : public app::OverlayPlatform {
         std::make_unique<ui::ControlPanelModel>(runtime_.controls(), runtime_.settings().sound_effects(),
                                                 [focused = runtime_.ports().focused_application] {
                                                   return focused ? focused->frontmost_pid() : std::nullopt;
-                                                }));
+                                                }),
+        runtime_.settings().control_appearance(), runtime_.settings().accent_color());
     return panels_;
   }
   overlay::HapticPerformer& haptics() override {

@@ -97,13 +97,16 @@ struct MacOverlayWindowManager::Panels {
 MacOverlayWindowManager::MacOverlayWindowManager(overlay::PanelPlacement placement, dock::DockServices& dock,
                                                  const base::WallClock& clock, base::DiagnosticsLog& log,
                                                  std::unique_ptr<ui::TrayModel> tray_model,
-                                                 std::unique_ptr<ui::ControlPanelModel> controls)
+                                                 std::unique_ptr<ui::ControlPanelModel> controls,
+                                                 ui::ControlAppearanceStore& appearance, ui::AccentColorStore& accent)
     : placement_(placement),
       dock_(dock),
       clock_(clock),
       log_(log),
       tray_model_(std::move(tray_model)),
       controls_(std::move(controls)),
+      appearance_(appearance),
+      accent_(accent),
       panels_(std::make_unique<Panels>()) {
   panels_->tray_target = [KolvoTrayClickTarget new];
   panels_->tray_target.clicked = ^(NSInteger tag) {
@@ -208,6 +211,8 @@ dock::Rect MacOverlayWindowManager::frame_for(Kind kind, const Open& open) {
 void MacOverlayWindowManager::show(Kind kind, std::optional<Open>& slot, Open open) {
   const dock::Rect frame = frame_for(kind, open);
   NSPanel* panel = panels_->of(kind);
+  // The panels draw light or dark as the control-appearance setting says, whatever the system does.
+  panel.appearance = [NSAppearance appearanceNamed:appearance_.dark() ? NSAppearanceNameDarkAqua : NSAppearanceNameAqua];
   [panel setFrame:ns_rect(frame) display:YES];
   // Front without activating Kolvo: the panel is non-activating and the app stays inactive.
   [panel orderFrontRegardless];
@@ -283,6 +288,8 @@ void MacOverlayWindowManager::fill_control(Kind kind, prefs::CornerControlMode m
     slider.vertical = !dial;
     if (dial) slider.sliderType = NSSliderTypeCircular;
     slider.continuous = YES;
+    const ui::RGBColor& tint = accent_.color();
+    slider.trackFillColor = [NSColor colorWithSRGBRed:tint.red green:tint.green blue:tint.blue alpha:1];
     slider.frame = dial ? NSInsetRect(bounds, 30, 30) : NSMakeRect(NSMidX(bounds) - 12, 12, 24, NSHeight(bounds) - 40);
     KolvoTrayClickTarget* target = [KolvoTrayClickTarget new];
     __weak NSSlider* weak_slider = slider;
