@@ -189,7 +189,8 @@ TEST(OnboardingModel, EdgeStepShowsTheHiddenDockStatus) {
   ASSERT_TRUE(h.send("leftEdgeMode", std::string("volume")).done);
   EXPECT_TRUE(h.shows("Hidden Dock opens from the right edge of your Dock."));
   EXPECT_EQ(h.geometry.settings.settings->edge_modes().left_edge_mode(), EdgeMode::volume);
-  const auto* left = std::get_if<ChoiceRow>(find_row(h.model.content(), "leftEdgeMode"));
+  const PageContent edges = h.model.content();
+  const auto* left = std::get_if<ChoiceRow>(find_row(edges, "leftEdgeMode"));
   ASSERT_NE(left, nullptr);
   EXPECT_EQ(left->selected, "volume");
 }
@@ -227,7 +228,8 @@ TEST(OnboardingModel, AppsAreAddedUpToTheLimitAndRemoved) {
     if (c.after == c.before) {
       EXPECT_EQ(h.app_names(), names_before);
     }
-    const auto* add = std::get_if<ButtonRow>(find_row(h.model.content(), "addDockApp"));
+    const PageContent apps = h.model.content();
+    const auto* add = std::get_if<ButtonRow>(find_row(apps, "addDockApp"));
     ASSERT_NE(add, nullptr);
     EXPECT_EQ(add->enabled, c.after < catalog::KolvoAppStore::kMaximumApps);
   }
