@@ -25,6 +25,9 @@ bool is_valid_utf8(const std::uint8_t* data, std::size_t size);
 // U+FFFD, which stands in for every ill-formed subpart.
 inline constexpr char kReplacementCharacter[] = "\xEF\xBF\xBD";
 
+// Appends the UTF-8 form of a scalar value (not a surrogate, at most U+10FFFF).
+void append_utf8(std::string& out, std::uint32_t c);
+
 // The text with each ill-formed subpart replaced by U+FFFD, for bytes from outside (a child
 // process's output) that may be cut mid-character.
 std::string repaired_utf8(std::string_view bytes);

@@ -24,23 +24,6 @@ prefs::CornerControlMode control_of(prefs::EdgeMode mode) {
   return CornerControlMode::off;
 }
 
-std::string control_title(prefs::CornerControlMode mode) {
-  switch (mode) {
-    case CornerControlMode::off: return "Off";
-    case CornerControlMode::volume: return "Volume";
-    case CornerControlMode::brightness: return "Brightness";
-    case CornerControlMode::appearance: return "Appearance";
-    case CornerControlMode::keyboardBacklight: return "Keyboard Backlight";
-    case CornerControlMode::audioOutput: return "Audio Output";
-    case CornerControlMode::playPause: return "Play/Pause";
-    case CornerControlMode::showDesktop: return "Show Desktop";
-    case CornerControlMode::tabCarousel: return "Tab Stepping";
-    case CornerControlMode::windowSnap: return "Window Snapping";
-    case CornerControlMode::timer: return "Timer";
-  }
-  return {};
-}
-
 std::optional<double> ControlPanelModel::level_of(prefs::CornerControlMode mode) {
   switch (mode) {
     case CornerControlMode::volume: return services_.volume().volume();

@@ -7,6 +7,7 @@
 #include "controls/control_services.hpp"
 #include "prefs/settings_enums.hpp"
 #include "sound/sound_effects_manager.hpp"
+#include "ui/control_choices.hpp"
 
 namespace kolvo::ui {
 
@@ -26,7 +27,6 @@ inline constexpr int kDetentSteps = 16;
 
 // The slider's control: a slider edge shows volume, brightness or appearance.
 prefs::CornerControlMode control_of(prefs::EdgeMode mode);
-std::string control_title(prefs::CornerControlMode mode);
 
 // The panels' side of the control services: what each control shows and what a drag, a turn or
 // a click on it does. Every continuous value is 0…1.

@@ -3,6 +3,7 @@
 #include <charconv>
 
 #include "ui/activation_texts.hpp"
+#include "ui/control_choices.hpp"
 
 namespace kolvo::ui {
 namespace {
@@ -10,22 +11,6 @@ namespace {
 using prefs::EdgeMode;
 
 constexpr std::string_view kEllipsis = "\xE2\x80\xA6";
-
-std::string edge_mode_title(EdgeMode mode) {
-  switch (mode) {
-    case EdgeMode::dock: return "Hidden Dock";
-    case EdgeMode::volume: return "Volume";
-    case EdgeMode::brightness: return "Brightness";
-    case EdgeMode::appearance: return "Appearance";
-  }
-  return {};
-}
-
-ChoiceRow edge_choice(std::string id, std::string title, EdgeMode mode) {
-  std::vector<ChoiceOption> options;
-  for (const auto& [value, name] : prefs::kEdgeModeTable.entries) options.push_back({std::string(name), edge_mode_title(value)});
-  return {std::move(id), std::move(title), std::move(options), std::string(prefs::to_string(mode))};
-}
 
 overlay::ZoneSettings zones_of(const OnboardingStores& s) {
   overlay::ZoneSettings z;
@@ -63,21 +48,6 @@ Section navigation(OnboardingStep step, bool finished) {
 
 EventOutcome accepted() { return {true, {}}; }
 EventOutcome refused(std::string message) { return {false, std::move(message)}; }
-
-bool offers_action(const PageContent& page, std::string_view id) {
-  for (const auto& section : page.sections) {
-    for (const auto& row : section.rows) {
-      const auto* list = std::get_if<ListRow>(&row);
-      if (!list) continue;
-      for (const auto& item : list->items) {
-        for (const auto& action : item.actions) {
-          if (action.id == id) return true;
-        }
-      }
-    }
-  }
-  return false;
-}
 
 }  // namespace
 
@@ -181,7 +151,7 @@ std::optional<std::string> OnboardingModel::blocker() const {
 EventOutcome OnboardingModel::handle(const ControlEvent& e) {
   const PageContent shown = content();
   const Row* row = find_row(shown, e.id);
-  if (!row && !offers_action(shown, e.id)) {
+  if (!offers_control(shown, e.id)) {
     return refused("The " + std::string(step_title(step_)) + " step has no control '" + e.id + "'.");
   }
   const auto bad_value = [&] { return refused("'" + e.id + "' cannot take that value."); };

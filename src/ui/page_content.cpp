@@ -108,6 +108,22 @@ const Row* find_row(const PageContent& page, std::string_view id) {
   return nullptr;
 }
 
+bool offers_control(const PageContent& page, std::string_view id) {
+  if (find_row(page, id)) return true;
+  for (const auto& section : page.sections) {
+    for (const auto& row : section.rows) {
+      const auto* list = std::get_if<ListRow>(&row);
+      if (!list) continue;
+      for (const auto& item : list->items) {
+        for (const auto& action : item.actions) {
+          if (action.id == id) return true;
+        }
+      }
+    }
+  }
+  return false;
+}
+
 nlohmann::ordered_json to_json(const PageContent& page) {
   nlohmann::ordered_json sections = nlohmann::ordered_json::array();
   for (const auto& section : page.sections) {

@@ -106,6 +106,9 @@ struct ControlEvent {
 // The row with `id` anywhere on the page, for the shells that look a control up by its id.
 const Row* find_row(const PageContent& page, std::string_view id);
 
+// Whether the page offers a control with `id`: a row, or a button on one of its list's items.
+bool offers_control(const PageContent& page, std::string_view id);
+
 // The page as JSON: {"id","title","sections":[{"title","rows":[{"kind":…}]}]}.
 nlohmann::ordered_json to_json(const PageContent& page);
 // The page as plain text, one line per row, as a person reads it in a terminal.

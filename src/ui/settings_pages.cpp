@@ -6,6 +6,7 @@
 
 #include "base/number_text.hpp"
 #include "ui/activation_texts.hpp"
+#include "ui/control_choices.hpp"
 #include "ui/general_page_model.hpp"
 
 namespace kolvo::ui {
@@ -35,33 +36,6 @@ std::string corner_title(Corner corner) {
   return {};
 }
 
-std::string edge_mode_title(EdgeMode mode) {
-  switch (mode) {
-    case EdgeMode::dock: return "Hidden Dock";
-    case EdgeMode::volume: return "Volume";
-    case EdgeMode::brightness: return "Brightness";
-    case EdgeMode::appearance: return "Appearance";
-  }
-  return {};
-}
-
-std::string corner_mode_title(CornerControlMode mode) {
-  switch (mode) {
-    case CornerControlMode::off: return "Off";
-    case CornerControlMode::volume: return "Volume";
-    case CornerControlMode::brightness: return "Brightness";
-    case CornerControlMode::appearance: return "Appearance";
-    case CornerControlMode::keyboardBacklight: return "Keyboard Backlight";
-    case CornerControlMode::audioOutput: return "Audio Output";
-    case CornerControlMode::playPause: return "Play/Pause";
-    case CornerControlMode::showDesktop: return "Show Desktop";
-    case CornerControlMode::tabCarousel: return "Tab Stepping";
-    case CornerControlMode::windowSnap: return "Window Snapping";
-    case CornerControlMode::timer: return "Timer";
-  }
-  return {};
-}
-
 std::string stat_title(prefs::KolvoDeckStatKind kind) {
   switch (kind) {
     case prefs::KolvoDeckStatKind::cpu: return "CPU";
@@ -73,23 +47,8 @@ std::string stat_title(prefs::KolvoDeckStatKind kind) {
   return {};
 }
 
-template <class Enum, std::size_t N>
-std::vector<ChoiceOption> options_of(const base::EnumTable<Enum, N>& table, std::string (*title)(Enum)) {
-  std::vector<ChoiceOption> options;
-  for (const auto& [value, name] : table.entries) options.push_back({std::string(name), title(value)});
-  return options;
-}
-
-ChoiceRow edge_choice(std::string id, std::string title, EdgeMode mode) {
-  return {std::move(id), std::move(title), options_of(prefs::kEdgeModeTable, edge_mode_title),
-          std::string(prefs::to_string(mode))};
-}
-
 ChoiceRow corner_choice(std::string id, Corner corner, CornerControlMode mode, std::optional<std::string> note) {
-  ChoiceRow row{std::move(id), corner_title(corner), options_of(prefs::kCornerControlModeTable, corner_mode_title),
-                std::string(prefs::to_string(mode))};
-  row.note = std::move(note);
-  return row;
+  return control_choice(std::move(id), corner_title(corner), mode, std::move(note));
 }
 
 ChoiceRow inherit_choice(std::string id, std::string title, bool overrides) {
@@ -404,18 +363,8 @@ PageContent SettingsPages::advanced() const {
 
 EventOutcome SettingsPages::handle(SettingsPage page, const ControlEvent& e) {
   const PageContent shown = content(page);
-  if (!e.id.starts_with(kProfilePrefix) && !find_row(shown, e.id)) {
-    bool in_list = false;
-    for (const auto& section : shown.sections) {
-      for (const auto& row : section.rows) {
-        if (const auto* list = std::get_if<ListRow>(&row)) {
-          for (const auto& item : list->items) {
-            for (const auto& action : item.actions) in_list = in_list || action.id == e.id;
-          }
-        }
-      }
-    }
-    if (!in_list) return refused("The " + std::string(page_title(page)) + " page has no control '" + e.id + "'.");
+  if (!e.id.starts_with(kProfilePrefix) && !offers_control(shown, e.id)) {
+    return refused("The " + std::string(page_title(page)) + " page has no control '" + e.id + "'.");
   }
   const std::string* text = text_of(e);
   const bool* flag = flag_of(e);

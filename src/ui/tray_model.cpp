@@ -57,18 +57,25 @@ bool TrayModel::open_item(const catalog::KolvoAppItem& item) {
   return true;
 }
 
-std::vector<LauncherCell> TrayModel::launcher_cells(double grid_width, double grid_height) const {
-  const auto slots = launcher_.resolved_slots();
+std::vector<dock::Rect> launcher_cell_frames(double grid_width, double grid_height) {
   const double width = grid_width / static_cast<double>(kLauncherColumns);
   const double height = grid_height / static_cast<double>(kLauncherRows);
-  std::vector<LauncherCell> cells;
-  for (std::size_t i = 0; i < slots.size(); ++i) {
+  std::vector<dock::Rect> frames;
+  for (std::size_t i = 0; i < catalog::AppLauncherStore::kSlotCount; ++i) {
     const double column = static_cast<double>(i % kLauncherColumns);
     const double row_from_top = static_cast<double>(i / kLauncherColumns);
-    LauncherCell cell{i, catalog::slot_text(slots[i]), slots[i].item ? slots[i].item->path() : std::string(),
-                      slots[i].item.has_value(), slots[i].installed,
-                      {column * width, grid_height - (row_from_top + 1) * height, width, height}};
-    cells.push_back(std::move(cell));
+    frames.push_back({column * width, grid_height - (row_from_top + 1) * height, width, height});
+  }
+  return frames;
+}
+
+std::vector<LauncherCell> TrayModel::launcher_cells(double grid_width, double grid_height) const {
+  const auto slots = launcher_.resolved_slots();
+  const auto frames = launcher_cell_frames(grid_width, grid_height);
+  std::vector<LauncherCell> cells;
+  for (std::size_t i = 0; i < slots.size(); ++i) {
+    cells.push_back({i, catalog::slot_text(slots[i]), slots[i].item ? slots[i].item->path() : std::string(),
+                     slots[i].item.has_value(), slots[i].installed, frames[i]});
   }
   return cells;
 }

@@ -48,6 +48,10 @@ struct LauncherCell {
 inline constexpr std::size_t kLauncherColumns = 8;
 inline constexpr std::size_t kLauncherRows = 7;
 
+// Where each of the 56 slots sits in a grid of the given size: 8 columns and 7 rows, the first
+// row at the top. Pure arithmetic, so a grid that grows under a drag is laid out again cheaply.
+std::vector<dock::Rect> launcher_cell_frames(double grid_width, double grid_height);
+
 inline constexpr double kLauncherCellSide = 64;
 
 // The tray's window while it grows into the launcher: at `progress` 0 the tray itself, at 1 the

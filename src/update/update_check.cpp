@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "base/number_text.hpp"
+#include "base/utf8.hpp"
 
 namespace kolvo::update {
 namespace {
@@ -16,24 +17,6 @@ std::string lowercase(std::string_view text) {
   std::string out(text);
   std::transform(out.begin(), out.end(), out.begin(), lower);
   return out;
-}
-
-void append_utf8(std::string& out, std::uint32_t c) {
-  if (c < 0x80) {
-    out += static_cast<char>(c);
-  } else if (c < 0x800) {
-    out += static_cast<char>(0xC0 | (c >> 6));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else if (c < 0x10000) {
-    out += static_cast<char>(0xE0 | (c >> 12));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else {
-    out += static_cast<char>(0xF0 | (c >> 18));
-    out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  }
 }
 
 // The entities release notes use; anything else stays as written.
@@ -65,7 +48,7 @@ bool decode_entity(std::string_view text, std::size_t& at, std::string& out) {
     value = value * (hex ? 16u : 10u) + static_cast<std::uint32_t>(digit);
   }
   if (value == 0 || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF)) return false;
-  append_utf8(out, value);
+  base::append_utf8(out, value);
   at = semicolon + 1;
   return true;
 }

@@ -33,24 +33,6 @@ bool is_xml_char(std::uint32_t c) {
          (c >= 0x10000 && c <= 0x10FFFF);
 }
 
-void append_utf8(std::string& out, std::uint32_t c) {
-  if (c < 0x80) {
-    out += static_cast<char>(c);
-  } else if (c < 0x800) {
-    out += static_cast<char>(0xC0 | (c >> 6));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else if (c < 0x10000) {
-    out += static_cast<char>(0xE0 | (c >> 12));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else {
-    out += static_cast<char>(0xF0 | (c >> 18));
-    out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-    out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  }
-}
-
 std::string quoted_excerpt(std::string_view text) {
   constexpr std::size_t kShown = 24;
   return "'" + std::string(text.substr(0, kShown)) + (text.size() > kShown ? "…'" : "'");
@@ -303,7 +285,7 @@ class Reader {
       if (!valid || !is_xml_char(value)) {
         return fail("the character reference &" + std::string(body) + "; names no character XML allows");
       }
-      append_utf8(out, value);
+      base::append_utf8(out, value);
     } else if (body == "amp") {
       out += '&';
     } else if (body == "lt") {

@@ -336,6 +336,8 @@ class MacOverlayWindowManager final : public overlay::OverlayWindowManager, publ
   // Draws the tray's icons, and the launcher's grid while it is open, for the tray's frame now.
   void fill_tray();
   void set_expansion(double progress);
+  // Places the launcher's cells for the tray's frame now, without making them again.
+  void layout_grid();
   void clicked_tray_icon(std::size_t index);
   void clicked_launcher_cell(std::size_t slot);
   // Draws the control a slider or dial panel shows, with its value, wired to the model.

@@ -4,6 +4,7 @@
 #include "platform/mac/mac_adapters.hpp"
 
 #include "platform/mac/objc_text.hpp"
+#include "platform/mac/overlay_panel_mac.hpp"
 
 // Hands a button's tag to a block: the tray's icons and the launcher's cells.
 @interface KolvoTrayClickTarget : NSObject
@@ -17,6 +18,28 @@
 @end
 
 namespace kolvo::platform {
+
+NSPanel* make_overlay_panel(BOOL ignores_mouse, BOOL has_shadow) {
+  NSPanel* panel = [[NSPanel alloc] initWithContentRect:NSMakeRect(0, 0, 1, 1)
+                                              styleMask:NSWindowStyleMaskNonactivatingPanel | NSWindowStyleMaskBorderless
+                                                backing:NSBackingStoreBuffered
+                                                  defer:YES];
+  panel.level = NSStatusWindowLevel;
+  panel.collectionBehavior = NSWindowCollectionBehaviorCanJoinAllSpaces |
+                             NSWindowCollectionBehaviorFullScreenAuxiliary | NSWindowCollectionBehaviorStationary |
+                             NSWindowCollectionBehaviorIgnoresCycle;
+  panel.hidesOnDeactivate = NO;
+  panel.floatingPanel = YES;
+  panel.becomesKeyOnlyIfNeeded = YES;
+  panel.releasedWhenClosed = NO;
+  panel.opaque = NO;
+  panel.backgroundColor = NSColor.clearColor;
+  panel.hasShadow = has_shadow;
+  panel.ignoresMouseEvents = ignores_mouse;
+  panel.animationBehavior = NSWindowAnimationBehaviorNone;
+  return panel;
+}
+
 namespace {
 
 // Launcher cells carry their slot above the tray icons' indexes.
@@ -37,27 +60,9 @@ NSButton* app_button(const std::string& location, const std::string& title, bool
 
 NSRect ns_rect(const dock::Rect& r) { return NSMakeRect(r.x, r.y, r.width, r.height); }
 
-// A borderless panel that never activates Kolvo, so the frontmost application keeps its key
-// window while the pointer uses a panel. It floats above the menu bar, joins every Space and
-// shows beside full-screen windows, and stays when Kolvo is not active (which it never is).
+// An overlay panel with glass behind whatever it will draw.
 NSPanel* make_panel(CGFloat corner_radius, BOOL ignores_mouse) {
-  NSPanel* panel = [[NSPanel alloc] initWithContentRect:NSMakeRect(0, 0, 1, 1)
-                                              styleMask:NSWindowStyleMaskNonactivatingPanel | NSWindowStyleMaskBorderless
-                                                backing:NSBackingStoreBuffered
-                                                  defer:YES];
-  panel.level = NSStatusWindowLevel;
-  panel.collectionBehavior = NSWindowCollectionBehaviorCanJoinAllSpaces |
-                             NSWindowCollectionBehaviorFullScreenAuxiliary | NSWindowCollectionBehaviorStationary |
-                             NSWindowCollectionBehaviorIgnoresCycle;
-  panel.hidesOnDeactivate = NO;
-  panel.floatingPanel = YES;
-  panel.becomesKeyOnlyIfNeeded = YES;
-  panel.releasedWhenClosed = NO;
-  panel.opaque = NO;
-  panel.backgroundColor = NSColor.clearColor;
-  panel.hasShadow = YES;
-  panel.ignoresMouseEvents = ignores_mouse;
-  panel.animationBehavior = NSWindowAnimationBehaviorNone;
+  NSPanel* panel = make_overlay_panel(ignores_mouse, /*has_shadow=*/YES);
 
   // Glass behind whatever the panel will draw.
   NSVisualEffectView* glass = [[NSVisualEffectView alloc] initWithFrame:NSMakeRect(0, 0, 1, 1)];
@@ -76,6 +81,8 @@ NSPanel* make_panel(CGFloat corner_radius, BOOL ignores_mouse) {
 
 struct MacOverlayWindowManager::Panels {
   KolvoTrayClickTarget* tray_target = nil;
+  // The launcher's cells while the tray holds them, in slot order.
+  NSMutableArray<NSButton*>* grid_buttons = nil;
   // The tray, slider and dial take the pointer; the cue only shows and lets it through to the
   // corner it marks.
   NSPanel* tray = make_panel(18, NO);
@@ -133,12 +140,33 @@ void MacOverlayWindowManager::set_expansion(double progress) {
   const dock::Rect tray = placement_.tray_frame(tray_->screen, tray_->side);
   const dock::Rect frame = ui::expanded_tray_frame(tray, tray_->side, tray_->screen.frame, expansion_progress_);
   [panels_->tray setFrame:ns_rect(frame) display:YES];
-  fill_tray();
+  // Under a drag only the frames move: the buttons and their icons are made once per opening.
+  if (panels_->grid_buttons.count == catalog::AppLauncherStore::kSlotCount) {
+    layout_grid();
+  } else {
+    fill_tray();
+  }
+}
+
+void MacOverlayWindowManager::layout_grid() {
+  const dock::Rect tray = placement_.tray_frame(tray_->screen, tray_->side);
+  const NSSize size = panels_->tray.contentView.bounds.size;
+  const double grid_height = size.height - tray.height - ui::kTrayPadding;
+  const double grid_width = size.width - 2 * ui::kTrayPadding;
+  const bool shown = expansion_progress_ > 0 && grid_height >= ui::kLauncherCellSide;
+  const auto frames = ui::launcher_cell_frames(grid_width, grid_height);
+  for (NSUInteger i = 0; i < panels_->grid_buttons.count; ++i) {
+    NSButton* button = panels_->grid_buttons[i];
+    button.hidden = !shown;
+    const dock::Rect& r = frames[i];
+    button.frame = NSInsetRect(NSMakeRect(ui::kTrayPadding + r.x, tray.height + r.y, r.width, r.height), 8, 8);
+  }
 }
 
 void MacOverlayWindowManager::fill_tray() {
   NSView* content = panels_->tray.contentView;
   for (NSView* view in [content.subviews copy]) [view removeFromSuperview];
+  panels_->grid_buttons = [NSMutableArray array];
   if (!tray_) return;
   const dock::Rect tray = placement_.tray_frame(tray_->screen, tray_->side);
   const double dock_height = dock_.geometry_for(tray_->screen).dock_rect.height;
@@ -153,14 +181,13 @@ void MacOverlayWindowManager::fill_tray() {
   }
   const double grid_height = size.height - tray.height - ui::kTrayPadding;
   if (expansion_progress_ <= 0 || grid_height < ui::kLauncherCellSide) return;
-  const double grid_width = size.width - 2 * ui::kTrayPadding;
-  for (const ui::LauncherCell& cell : tray_model_->launcher_cells(grid_width, grid_height)) {
+  for (const ui::LauncherCell& cell : tray_model_->launcher_cells(size.width - 2 * ui::kTrayPadding, grid_height)) {
     NSButton* button = app_button(cell.location, cell.title, !cell.filled || cell.installed, panels_->tray_target,
                                   kLauncherTagBase + static_cast<NSInteger>(cell.slot));
-    const dock::Rect r = cell.frame;
-    button.frame = NSInsetRect(NSMakeRect(ui::kTrayPadding + r.x, tray.height + r.y, r.width, r.height), 8, 8);
     [content addSubview:button];
+    [panels_->grid_buttons addObject:button];
   }
+  layout_grid();
 }
 
 void MacOverlayWindowManager::clicked_tray_icon(std::size_t index) {

@@ -3,6 +3,7 @@
 
 #include "platform/mac/mac_adapters.hpp"
 #include "platform/mac/objc_text.hpp"
+#include "platform/mac/overlay_panel_mac.hpp"
 
 namespace kolvo::platform {
 namespace {
@@ -16,27 +17,10 @@ CGRect local(const dock::Rect& r, const dock::Rect& frame) {
   return CGRectMake(r.x - frame.x, r.y - frame.y, r.width, r.height);
 }
 
-// A borderless panel over a whole display that never takes the pointer or the key window: every
-// click passes to whatever is under it. It shows on every Space and beside full-screen windows.
+// A click-through panel over a whole display, above normal windows and the Dock, so the zones
+// around the Dock show; every click passes to whatever is under it.
 NSPanel* make_zone_panel() {
-  NSPanel* panel = [[NSPanel alloc] initWithContentRect:NSMakeRect(0, 0, 1, 1)
-                                              styleMask:NSWindowStyleMaskNonactivatingPanel | NSWindowStyleMaskBorderless
-                                                backing:NSBackingStoreBuffered
-                                                  defer:YES];
-  // Above normal windows and the Dock, so the zones around the Dock show.
-  panel.level = NSStatusWindowLevel;
-  panel.collectionBehavior = NSWindowCollectionBehaviorCanJoinAllSpaces |
-                             NSWindowCollectionBehaviorFullScreenAuxiliary | NSWindowCollectionBehaviorStationary |
-                             NSWindowCollectionBehaviorIgnoresCycle;
-  panel.hidesOnDeactivate = NO;
-  panel.floatingPanel = YES;
-  panel.becomesKeyOnlyIfNeeded = YES;
-  panel.releasedWhenClosed = NO;
-  panel.opaque = NO;
-  panel.backgroundColor = NSColor.clearColor;
-  panel.hasShadow = NO;
-  panel.ignoresMouseEvents = YES;
-  panel.animationBehavior = NSWindowAnimationBehaviorNone;
+  NSPanel* panel = make_overlay_panel(/*ignores_mouse=*/YES, /*has_shadow=*/NO);
   // A layer-hosting view: the layers below it are ours to replace at each redraw.
   NSView* view = [[NSView alloc] initWithFrame:NSMakeRect(0, 0, 1, 1)];
   view.layer = [CALayer layer];
