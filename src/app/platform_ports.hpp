@@ -12,6 +12,8 @@
 #include "catalog/application_opener.hpp"
 #include "catalog/focused_application_monitor.hpp"
 #include "controls/control_ports.hpp"
+#include "deck/server/dns_service_registrar.hpp"
+#include "deck/server/system_stats.hpp"
 #include "dock/accessibility_trust.hpp"
 #include "dock/screens_port.hpp"
 #include "overlay/hover_monitor.hpp"
@@ -62,6 +64,10 @@ struct PlatformPorts {
   std::string update_feed_url;
   // Makes what fetches the feed, answering on the given executor.
   update::UpdateFeedFetcherFactory make_update_feed_fetcher;
+  // The machine's counters for the phone's statistics; null where there are none to read.
+  std::shared_ptr<const deck::SystemStatsPort> system_stats;
+  // Advertises the phone link on the local network; unset where there is no mDNS responder.
+  deck::DnsServiceRegistrarFactory make_dns_service_registrar;
 };
 
 // How a platform shows the panels and feeds them the pointer: AppKit panels and event
