@@ -55,6 +55,21 @@ constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
   timer set MINUTES         the timer's minutes, 0 to 60
                             (control and timer go to a running 'kolvo serve' when
                             there is one; --sim FILE or --frontmost ID runs them here)
+  launch BUNDLE_ID [--with BUNDLE_ID]
+                            launch an application or bring it forward; with --with,
+                            a second one beside it, the two halves of the screen
+  deck pair HOST:PORT [--device-id ID] [--name NAME] [--timeout SECONDS]
+                            say hello to a Kolvo Deck server as a phone and wait for
+                            approval (120 s by default)
+  deck watch HOST:PORT [--device-id ID] [--name NAME]
+                            say hello, then print every message received, one JSON line each
+  deck send HOST:PORT JSON [--device-id ID] [--name NAME] [--wait SECONDS]
+                            say hello, send one message once approved, and print the
+                            replies for a moment (1 s by default)
+  deck approve|deny DEVICE_ID
+                            answer an iPhone waiting for approval on the running host
+  deck trusted [--json]     the trusted iPhones, and those waiting for approval
+  deck forget DEVICE_ID     forget a trusted iPhone; it asks again next time
   update check [--feed URL] [--timeout SECONDS] [--json]
                             read the update feed (URL, else KOLVO_UPDATE_FEED_URL) and say
                             whether a newer version runs on this Mac; never writes
@@ -111,6 +126,8 @@ int run(int argc, char** argv) {
   if (command == "control") return run_control(std::move(arguments));
   if (command == "timer") return run_timer(std::move(arguments));
   if (command == "update") return run_update(std::move(arguments));
+  if (command == "deck") return run_deck(std::move(arguments));
+  if (command == "launch") return run_launch(std::move(arguments));
   return fail(kExitUsage, "'" + command + "' is not a kolvo command; run 'kolvo help' for the list.");
 }
 

@@ -41,5 +41,7 @@ int run_frames(Arguments arguments);
 int run_control(Arguments arguments);
 int run_timer(Arguments arguments);
 int run_update(Arguments arguments);
+int run_deck(Arguments arguments);
+int run_launch(Arguments arguments);
 
 }  // namespace kolvo::host

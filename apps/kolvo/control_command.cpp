@@ -3,6 +3,7 @@
 
 #include "app/request_handlers.hpp"
 #include "cli.hpp"
+#include "control_command.hpp"
 #include "control_socket.hpp"
 #include "host_runtime.hpp"
 #include "request_words.hpp"
@@ -15,6 +16,8 @@ int print(const app::Reply& reply) {
   std::cerr << reply.error << std::flush;
   return reply.exit_code;
 }
+
+}  // namespace
 
 // Sends the request to a running host when there is one, so that it acts on the Mac that
 // host serves and the state it keeps (the simulated Mac's volume, a timer's ticking).
@@ -50,8 +53,6 @@ int run_request(std::string command, Arguments arguments) {
   if (!result) host->loop().run();  // a Space switch answers from its own queue
   return print(*result);
 }
-
-}  // namespace
 
 int run_control(Arguments arguments) { return run_request("control", std::move(arguments)); }
 int run_timer(Arguments arguments) { return run_request("timer", std::move(arguments)); }

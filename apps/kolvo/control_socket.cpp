@@ -42,11 +42,11 @@ class ControlSession : public std::enable_shared_from_this<ControlSession> {
     auto self = shared_from_this();
     asio::async_read_until(socket_, buffer_, '\n', [self](const std::error_code& error, std::size_t length) {
       if (self->server_.expired()) return;
-      if (error) return self->finish({kExitUsage, {}, "kolvo: the request was too long or incomplete.\n"});
+      if (error) return self->finish({kExitUsage, {}, "kolvo: the request was too long or incomplete.\n", {}});
       std::string line(asio::buffers_begin(self->buffer_.data()),
                        asio::buffers_begin(self->buffer_.data()) + static_cast<std::ptrdiff_t>(length));
       auto words = decode_control_request(line);
-      if (!words) return self->finish({kExitUsage, {}, "kolvo: the request was not understood.\n"});
+      if (!words) return self->finish({kExitUsage, {}, "kolvo: the request was not understood.\n", {}});
       self->handler_(std::move(*words), [self](app::Reply reply) { self->finish(std::move(reply)); });
     });
   }
@@ -133,7 +133,7 @@ std::optional<app::Reply> send_control_request(const std::filesystem::path& path
   std::string answer;
   if (!error) asio::read(socket, asio::dynamic_buffer(answer), error);  // to the end: the host closes
   if (auto reply = decode_control_reply(answer)) return reply;
-  return app::Reply{kExitFailure, {}, "kolvo: the running host did not answer the request.\n"};
+  return app::Reply{kExitFailure, {}, "kolvo: the running host did not answer the request.\n", {}};
 }
 
 std::string encode_control_request(const std::vector<std::string>& words) {
@@ -163,7 +163,7 @@ std::optional<app::Reply> decode_control_reply(const std::string& line) {
       !reply.value("output", json()).is_string() || !reply.value("error", json()).is_string()) {
     return std::nullopt;
   }
-  return app::Reply{reply["exitCode"].get<int>(), reply["output"].get<std::string>(), reply["error"].get<std::string>()};
+  return app::Reply{reply["exitCode"].get<int>(), reply["output"].get<std::string>(), reply["error"].get<std::string>(), {}};
 }
 
 }  // namespace kolvo::host

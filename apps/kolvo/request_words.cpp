@@ -12,7 +12,7 @@ namespace {
 
 using Parsed = std::variant<app::Request, app::Reply>;
 
-app::Reply usage(std::string sentence) { return {app::kExitUsage, {}, "kolvo: " + std::move(sentence) + "\n"}; }
+app::Reply usage(std::string sentence) { return {app::kExitUsage, {}, "kolvo: " + std::move(sentence) + "\n", {}}; }
 
 // "0.4", "40%": a level between 0 and 1 as the user may type it.
 std::optional<float> parse_level(const std::string& text) {
@@ -108,10 +108,37 @@ Parsed timer(std::vector<std::string> words) {
   return usage("'kolvo timer' takes status, start, stop or set MINUTES.");
 }
 
+Parsed deck(std::vector<std::string> words) {
+  const bool json = std::erase(words, "--json") > 0;
+  const std::string verb = words.size() >= 2 ? words[1] : "";
+  if ((verb == "approve" || verb == "deny") && words.size() == 3 && !words[2].empty()) {
+    return app::DeckApprovalAnswer{.key = words[2], .allow = verb == "approve"};
+  }
+  if (verb == "trusted" && words.size() == 2) return app::DeckTrustedRequest{.json = json};
+  if (verb == "forget" && words.size() == 3 && !words[2].empty()) return app::DeckForgetRequest{.device_id = words[2]};
+  return usage("'kolvo deck' takes pair, watch, send, approve DEVICE_ID, deny DEVICE_ID, trusted or forget DEVICE_ID.");
+}
+
+Parsed launch(std::vector<std::string> words) {
+  std::optional<std::string> second;
+  if (const auto flag = std::find(words.begin(), words.end(), "--with"); flag != words.end()) {
+    if (flag + 1 == words.end() || (flag + 1)->empty()) return usage("--with takes a bundle id.");
+    second = *(flag + 1);
+    words.erase(flag, flag + 2);
+  }
+  if (words.size() != 2 || words[1].empty()) {
+    return usage("'kolvo launch' takes a bundle id, and --with BUNDLE_ID to place a second beside it.");
+  }
+  if (second) return app::LaunchPairRequest{.primary_bundle_id = words[1], .secondary_bundle_id = *second};
+  return app::LaunchRequest{.bundle_id = words[1]};
+}
+
 }  // namespace
 
 Parsed parse_request_words(std::vector<std::string> words) {
   if (!words.empty() && words[0] == "timer") return timer(std::move(words));
+  if (!words.empty() && words[0] == "deck") return deck(std::move(words));
+  if (!words.empty() && words[0] == "launch") return launch(std::move(words));
   if (words.size() < 2 || words[0] != "control") {
     return usage("'kolvo control' takes volume, brightness, backlight, output, dark, desktop, space, tab, snap or "
                  "playpause.");

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <csignal>
 #include <iostream>
 
@@ -5,6 +7,8 @@
 
 #include "app/app_delegate.hpp"
 #include "app/request_handlers.hpp"
+#include "approval_prompt.hpp"
+#include "base/number_text.hpp"
 #include "cli.hpp"
 #include "control_socket.hpp"
 #include "headless_shell.hpp"
@@ -17,12 +21,24 @@ namespace kolvo::host {
 int run_serve(Arguments arguments) {
   platform::HostOptions options;
   std::string missing;
-  if (!take_value(arguments, "--update-feed", "an address", options.update_feed_url, missing)) {
+  std::optional<std::string> port_text;
+  if (!take_value(arguments, "--update-feed", "an address", options.update_feed_url, missing) ||
+      !take_value(arguments, "--port", "a port number", port_text, missing)) {
     return fail(kExitUsage, missing);
+  }
+  std::uint16_t deck_port = 0;
+  if (port_text) {
+    const auto parsed = base::parse_integer(*port_text);
+    if (!parsed || *parsed < 0 || *parsed > 65535) {
+      return fail(kExitUsage, "--port takes a port number from 0 (any free port) to 65535; '" + *port_text + "' is not.");
+    }
+    deck_port = static_cast<std::uint16_t>(*parsed);
   }
   auto host = open_runtime(arguments, HostRuntime::Mode::live, std::move(options));
   if (!host) return kExitFailure;
-  if (!arguments.empty()) return fail(kExitUsage, "'kolvo serve' takes no arguments besides --sim and --update-feed.");
+  if (!arguments.empty()) {
+    return fail(kExitUsage, "'kolvo serve' takes no arguments besides --sim, --port and --update-feed.");
+  }
   app::Runtime& runtime = host->runtime();
   auto print = [](std::string_view line) { std::cout << line << std::endl; };
   auto report = [](std::string_view tag) {
@@ -54,6 +70,25 @@ int run_serve(Arguments arguments) {
   if (timer.is_running().get()) report("Timer")("resumed, " + timer.dial_label() + " left");
   timer_reports.push_back(timer.completion_pulse().subscribe([say = report("Timer")](int) { say("done"); }));
 
+  // The phone link. Approval is asked in this terminal when there is one, and can always be
+  // given from another with `kolvo deck approve`.
+  HostApprovalPrompt prompt(host->loop().context(), report("Deck"), STDIN_FILENO);
+  deck::KolvoDeckServer& deck_server = runtime.make_deck_server(host->loop().context(), prompt);
+  deck_server.set_requested_port(deck_port);
+  std::vector<base::Subscription> deck_reports;
+  deck_reports.push_back(deck_server.listening_port().subscribe([](const std::optional<std::uint16_t>& port) {
+    if (port) std::cout << "Kolvo Deck listening on port " << *port << std::endl;
+  }));
+  deck_reports.push_back(deck_server.last_error().subscribe([say = report("Deck")](const std::optional<std::string>& error) {
+    if (error) say(*error);
+  }));
+  deck_reports.push_back(deck_server.connected_device_names().subscribe(
+      [say = report("Deck")](const std::vector<std::string>& names) {
+        std::string list;
+        for (const auto& name : names) list += (list.empty() ? "" : ", ") + name;
+        say("connected: " + (list.empty() ? std::string("none") : list));
+      }));
+
   HeadlessShell shell(report("Host"), quit);
   sim::SimulatedOverlayPlatform panels(report("Overlay"));
   const auto components = runtime.make_components(panels);
@@ -66,7 +101,7 @@ int run_serve(Arguments arguments) {
                                                                       .log = runtime.log(),
                                                                       .process = *runtime.ports().process,
                                                                       .print_line = print,
-                                                                      .deck = nullptr,
+                                                                      .deck = &deck_server,
                                                                       .update = &runtime.update_notice()});
 
   // Every store loads its keys at start, as on the Mac.
@@ -97,6 +132,8 @@ int run_serve(Arguments arguments) {
   std::cout << "[Host] serving on the simulated Mac; preferences in " << runtime.ports().preferences_location
             << "; stop with Ctrl-C" << std::endl;
   host->loop().run();
+  // The prompt goes before the runtime that owns the server.
+  deck_server.stop();
   return 0;
 }
 

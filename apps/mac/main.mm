@@ -6,6 +6,8 @@
 #include "app/runtime.hpp"
 #include "app_shell_mac.hpp"
 #include "base/date_time.hpp"
+#include "base/network_thread.hpp"
+#include "platform/mac/deck_approval_prompt_mac.hpp"
 #include "platform/mac/mac_adapters.hpp"
 
 namespace kolvo::mac {
@@ -15,10 +17,14 @@ namespace kolvo::mac {
 struct MacApplication {
   platform::MainQueueExecutor executor;
   base::SystemWallClock clock;
+  // Before the runtime, so the phone link's sockets outlive the server that closes them.
+  base::NetworkThread network;
+  platform::MacDeckApprovalPrompt deck_prompt;
   app::Runtime runtime{platform::make_mac_platform_ports({KOLVO_BUNDLE_ID, KOLVO_VERSION, KOLVO_BUILD_NUMBER}),
                        executor, clock, {}};
   platform::MacOverlayPlatform panels{runtime};
   std::unique_ptr<app::AppComponents> components = runtime.make_components(panels);
+  deck::KolvoDeckServer& deck_server = runtime.make_deck_server(network.context(), deck_prompt);
   MacAppShell shell{[this](ui::SettingsPageHooks hooks) { return runtime.settings_pages(std::move(hooks)); },
                     [this](ui::OnboardingHooks hooks) { return runtime.onboarding(std::move(hooks)); }};
   app::AppDelegate delegate{app::AppDelegatePorts{
@@ -31,7 +37,7 @@ struct MacApplication {
       .log = runtime.log(),
       .process = *runtime.ports().process,
       .print_line = [](std::string_view line) { std::cout << line << std::endl; },
-      .deck = nullptr,
+      .deck = &deck_server,
       .update = &runtime.update_notice()}};
 };
 

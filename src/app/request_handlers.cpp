@@ -1,6 +1,7 @@
 #include "app/request_handlers.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 #include <nlohmann/json.hpp>
@@ -17,8 +18,51 @@ constexpr std::string_view kNotTrusted =
     "Kolvo is not trusted for Accessibility, so it cannot press keys or move windows (System Settings > Privacy & "
     "Security > Accessibility).";
 
-Reply done(std::string output) { return {0, std::move(output) + "\n", {}}; }
-Reply failed(std::string sentence) { return {kExitFailure, {}, "kolvo: " + std::move(sentence) + "\n"}; }
+Reply done(std::string output) { return {0, std::move(output) + "\n", {}, {}}; }
+Reply failed(std::string sentence) { return {kExitFailure, {}, "kolvo: " + std::move(sentence) + "\n", {}}; }
+
+using Outcome = deck::KolvoDeckLaunchOutcome;
+
+bool succeeded(Outcome outcome) { return outcome == Outcome::launched || outcome == Outcome::focused; }
+
+// Places the two windows of a pair as their applications come up: each attempt looks for the
+// application's process and front window again, since a launching application has neither
+// at first. Each window has its own five seconds.
+class PairArrangement : public std::enable_shared_from_this<PairArrangement> {
+ public:
+  static constexpr base::Duration kWindowWait = std::chrono::seconds(5);
+  static constexpr base::Duration kRetryInterval = std::chrono::milliseconds(100);
+
+  PairArrangement(Runtime& runtime, std::array<std::string, 2> bundle_ids, std::function<void(int placed)> done)
+      : runtime_(runtime), bundle_ids_(std::move(bundle_ids)), done_(std::move(done)),
+        deadline_(runtime.main().now() + kWindowWait) {}
+
+  void attempt() {
+    const auto running = runtime_.ports().running->running_applications();
+    for (std::size_t i = 0; i < placed_.size(); ++i) {
+      if (placed_[i]) continue;
+      const auto app = std::find_if(running.begin(), running.end(),
+                                    [&](const auto& a) { return a.bundle_id == bundle_ids_[i]; });
+      if (app == running.end()) continue;
+      const auto layout = i == 0 ? controls::WindowLayout::leftHalf : controls::WindowLayout::rightHalf;
+      if (runtime_.controls().window_snap().snap(layout, app->pid)) {
+        placed_[i] = true;
+        // The second window's wait starts once the first is placed.
+        deadline_ = runtime_.main().now() + kWindowWait;
+      }
+    }
+    const int placed = static_cast<int>(placed_[0]) + static_cast<int>(placed_[1]);
+    if (placed == 2 || runtime_.main().now() >= deadline_) return done_(placed);
+    runtime_.main().post_after(kRetryInterval, [self = shared_from_this()] { self->attempt(); });
+  }
+
+ private:
+  Runtime& runtime_;
+  std::array<std::string, 2> bundle_ids_;
+  std::function<void(int)> done_;
+  base::TimePoint deadline_;
+  std::array<bool, 2> placed_{};
+};
 
 std::string level_text(float value) {
   return base::shortest_real_text(std::round(static_cast<double>(value) * 1e6) / 1e6);
@@ -82,7 +126,7 @@ class Handlers {
       text += (current == device.id ? "* " : "  ") + std::to_string(device.id) + " " + device.name + "\n";
     }
     if (text.empty()) return respond_(failed("There are no output devices."));
-    respond_({0, text, {}});
+    respond_({0, text, {}, {}});
   }
 
   void operator()(const DarkModeRequest& request) {
@@ -160,6 +204,93 @@ class Handlers {
     respond_(timer_status(request.json));
   }
 
+  void operator()(const LaunchRequest& request) {
+    const Outcome outcome = launch(request.bundle_id);
+    Reply reply = outcome_reply(request.bundle_id, outcome);
+    reply.launch = LaunchReport{.primary = outcome, .secondary = {}, .pair = {}, .layout = {}};
+    respond_(std::move(reply));
+  }
+
+  void operator()(const LaunchPairRequest& request) {
+    LaunchReport report;
+    report.primary = launch(request.primary_bundle_id);
+    report.secondary = launch(request.secondary_bundle_id);
+    const bool first = succeeded(report.primary), second = succeeded(*report.secondary);
+    const auto text = [&](const LaunchReport& r) {
+      return request.primary_bundle_id + " " + std::string(deck::kLaunchOutcomeTable.to_string(r.primary)) + ", " +
+             request.secondary_bundle_id + " " + std::string(deck::kLaunchOutcomeTable.to_string(*r.secondary)) +
+             "; layout " + std::string(deck::kLaunchLayoutOutcomeTable.to_string(*r.layout));
+    };
+    using Pair = deck::KolvoDeckLaunchPairOutcome;
+    using Layout = deck::KolvoDeckLaunchLayoutOutcome;
+    if (!first || !second) {
+      // Nothing is arranged around an application that did not open.
+      report.layout = Layout::skipped;
+      const bool any_failed = report.primary == Outcome::failed || *report.secondary == Outcome::failed;
+      report.pair = first || second ? Pair::partiallyCompleted : any_failed ? Pair::failed : Pair::rejected;
+      Reply reply = first || second ? done(text(report)) : failed(text(report));
+      reply.launch = report;
+      return respond_(std::move(reply));
+    }
+    if (!runtime_.ports().accessibility->is_process_trusted()) {
+      report.layout = Layout::unavailable;
+      report.pair = Pair::partiallyCompleted;
+      Reply reply = done(text(report));
+      reply.launch = report;
+      return respond_(std::move(reply));
+    }
+    auto arrangement = std::make_shared<PairArrangement>(
+        runtime_, std::array<std::string, 2>{request.primary_bundle_id, request.secondary_bundle_id},
+        [report, text, respond = respond_](int placed) mutable {
+          report.layout = placed == 2 ? Layout::applied : placed == 1 ? Layout::partial : Layout::unavailable;
+          report.pair = placed == 2 ? Pair::completed : Pair::partiallyCompleted;
+          Reply reply = done(text(report));
+          reply.launch = report;
+          respond(std::move(reply));
+        });
+    arrangement->attempt();
+  }
+
+  void operator()(const DeckApprovalAnswer& request) {
+    auto* server = runtime_.deck_server();
+    if (!server || !server->is_running().get()) return respond_(failed("Kolvo Deck is not running here."));
+    if (!server->answer_approval(request.key, request.allow)) {
+      return respond_(failed("No iPhone with the id " + request.key + " is waiting for approval; 'kolvo deck trusted' "
+                             "lists those that are."));
+    }
+    respond_(done(std::string(request.allow ? "allowed " : "denied ") + request.key));
+  }
+
+  void operator()(const DeckTrustedRequest& request) {
+    auto& trust = runtime_.deck_trust();
+    const auto* server = runtime_.deck_server();
+    const auto waiting = server ? server->pending_approvals() : std::vector<deck::ApprovalRequest>{};
+    if (request.json) {
+      auto trusted = nlohmann::ordered_json::array();
+      for (const auto& d : trust.devices()) {
+        trusted.push_back({{"id", d.id}, {"name", d.name}, {"addedAt", base::format_iso8601(d.added_at)}});
+      }
+      auto pending = nlohmann::ordered_json::array();
+      for (const auto& w : waiting) pending.push_back({{"id", w.key}, {"name", w.device_name}});
+      nlohmann::ordered_json out{{"trusted", std::move(trusted)}, {"waiting", std::move(pending)}};
+      return respond_({0, out.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n", {}, {}});
+    }
+    std::string text;
+    for (const auto& d : trust.devices()) {
+      text += d.id + "  " + d.name + "  (trusted " + base::format_iso8601(d.added_at) + ")\n";
+    }
+    for (const auto& w : waiting) text += w.key + "  " + w.device_name + "  (waiting for approval)\n";
+    if (text.empty()) text = "No iPhone is trusted.\n";
+    respond_({0, text, {}, {}});
+  }
+
+  void operator()(const DeckForgetRequest& request) {
+    auto* server = runtime_.deck_server();
+    const bool removed = server ? server->forget(request.device_id) : runtime_.deck_trust().remove(request.device_id);
+    if (!removed) return respond_(failed("No trusted iPhone has the id " + request.device_id + "."));
+    respond_(done("forgot " + request.device_id + "; it asks again when it next connects"));
+  }
+
   void operator()(const CalibrateDockRequest& request) {
     auto& dock = runtime_.dock();
     std::optional<dock::ScreenInfo> screen;
@@ -185,6 +316,33 @@ class Handlers {
   }
 
  private:
+  // Resolves the application, then brings it forward or starts it.
+  Outcome launch(const std::string& bundle_id) {
+    if (!runtime_.settings().launch_beta_enabled() || bundle_id.empty()) return Outcome::rejected;
+    const auto installed = runtime_.ports().applications->application_with_bundle_id(bundle_id);
+    if (!installed) return Outcome::rejected;
+    const auto running = runtime_.ports().running->running_applications();
+    const bool was_running =
+        std::any_of(running.begin(), running.end(), [&](const auto& app) { return app.bundle_id == bundle_id; });
+    const auto& opener = runtime_.ports().opener;
+    if (!opener || !opener->open_application(catalog::make_app_item(*installed))) return Outcome::failed;
+    return was_running ? Outcome::focused : Outcome::launched;
+  }
+
+  Reply outcome_reply(const std::string& bundle_id, Outcome outcome) {
+    switch (outcome) {
+      case Outcome::launched: return done("launched " + bundle_id);
+      case Outcome::focused: return done("brought " + bundle_id + " forward");
+      case Outcome::rejected:
+        if (!runtime_.settings().launch_beta_enabled()) {
+          return failed("Launching from Kolvo Deck is switched off (com.kolvo.launchBetaEnabled).");
+        }
+        return failed("No application with the bundle id '" + bundle_id + "' is installed.");
+      case Outcome::failed: break;
+    }
+    return failed("The system could not open " + bundle_id + ".");
+  }
+
   Reply volume(const LevelRequest& request) {
     auto& volume = services_.volume();
     auto reply = level_control(
@@ -209,7 +367,7 @@ class Handlers {
           {"dialValue", timer.dial_value()},
           {"endDate", timer.end_date() ? nlohmann::ordered_json(base::format_iso8601(*timer.end_date()))
                                        : nlohmann::ordered_json(nullptr)}};
-      return {0, status.dump() + "\n", {}};
+      return {0, status.dump() + "\n", {}, {}};
     }
     if (!timer.is_running().get()) return done("stopped, " + timer.dial_label());
     return done("running, " + timer.dial_label() + " left, ends " + base::format_iso8601(*timer.end_date()));

@@ -12,6 +12,7 @@ bool only_reads(const Request& request) {
         if constexpr (std::is_same_v<R, OutputRequest>) return !r.make_default.has_value();
         if constexpr (std::is_same_v<R, DarkModeRequest>) return !r.set_dark.has_value();
         if constexpr (std::is_same_v<R, TimerRequest>) return r.action == TimerRequest::Action::status;
+        if constexpr (std::is_same_v<R, DeckTrustedRequest>) return true;
         return false;
       },
       request);

@@ -8,6 +8,7 @@
 
 #include "controls/keyboard_controllers.hpp"
 #include "controls/window_layout.hpp"
+#include "deck/protocol/deck_message.hpp"
 #include "dock/dock_calibration.hpp"
 #include "dock/rect.hpp"
 
@@ -20,11 +21,23 @@ namespace kolvo::app {
 inline constexpr int kExitFailure = 1;
 inline constexpr int kExitUsage = 2;
 
+// How a launch went, for callers that answer in kind (the phone's launch results).
+struct LaunchReport {
+  deck::KolvoDeckLaunchOutcome primary = deck::KolvoDeckLaunchOutcome::rejected;
+  // Pairs only.
+  std::optional<deck::KolvoDeckLaunchOutcome> secondary;
+  std::optional<deck::KolvoDeckLaunchPairOutcome> pair;
+  std::optional<deck::KolvoDeckLaunchLayoutOutcome> layout;
+  friend bool operator==(const LaunchReport&, const LaunchReport&) = default;
+};
+
 // What a request printed, and how it ended.
 struct Reply {
   int exit_code = 0;
   std::string output;
   std::string error;
+  // Set by launches.
+  std::optional<LaunchReport> launch;
 };
 
 enum class LevelControl { volume, brightness, backlight };
@@ -76,8 +89,37 @@ struct CalibrateDockRequest {
   dock::DockPosition position = dock::DockPosition::bottom;
 };
 
+// Launches an application, or brings it forward when it runs.
+struct LaunchRequest {
+  std::string bundle_id;
+};
+
+// Launches two applications and places them side by side, the first on the left.
+struct LaunchPairRequest {
+  std::string primary_bundle_id;
+  std::string secondary_bundle_id;
+};
+
+// The user's word on a phone waiting for approval, given from outside the prompt.
+struct DeckApprovalAnswer {
+  std::string key;  // the phone's device id, or "connection-N"
+  bool allow = false;
+};
+
+// Lists the trusted phones and those waiting for approval.
+struct DeckTrustedRequest {
+  bool json = false;
+};
+
+// Forgets a trusted phone: its next hello asks again.
+struct DeckForgetRequest {
+  std::string device_id;
+};
+
 using Request = std::variant<LevelRequest, OutputRequest, DarkModeRequest, ShowDesktopRequest, SpaceRequest,
-                             TabRequest, SnapRequest, PlayPauseRequest, TimerRequest, CalibrateDockRequest>;
+                             TabRequest, SnapRequest, PlayPauseRequest, TimerRequest, CalibrateDockRequest,
+                             LaunchRequest, LaunchPairRequest, DeckApprovalAnswer, DeckTrustedRequest,
+                             DeckForgetRequest>;
 
 // Whether a request only looks. Such a request runs over a copy of the preferences when no
 // host is running, so that looking never writes.

@@ -1,5 +1,6 @@
 #include "app/runtime.hpp"
 
+#include "app/deck_link.hpp"
 #include "overlay/zone_rebuilder.hpp"
 #include "prefs/settings_keys.hpp"
 #include "ui/zone_map_overlay.hpp"
@@ -134,6 +135,29 @@ Runtime::Runtime(PlatformPorts ports, base::Executor& main, const base::WallCloc
                                   .accessibility = *ports_.accessibility,
                                   .elements = *ports_.elements},
             prefs_, center_, main_, log_, settings_.alignment(), clock_) {}
+
+Runtime::~Runtime() = default;
+
+deck::KolvoDeckTrustStore& Runtime::deck_trust() {
+  if (!deck_trust_) deck_trust_ = std::make_unique<deck::KolvoDeckTrustStore>(prefs_, log_, clock_);
+  return *deck_trust_;
+}
+
+deck::KolvoDeckServer& Runtime::make_deck_server(asio::io_context& network, deck::DeckApprovalPrompt& prompt) {
+  if (deck_server_) return *deck_server_;
+  deck_link_ = std::make_unique<DeckLink>(*this);
+  deck_server_ = std::make_unique<deck::KolvoDeckServer>(deck::DeckServerPorts{.network = network,
+                                                                               .main = main_,
+                                                                               .log = log_,
+                                                                               .trust = deck_trust(),
+                                                                               .prompt = prompt,
+                                                                               .mac = *deck_link_,
+                                                                               .advertise = {},
+                                                                               .withdraw = {}});
+  return *deck_server_;
+}
+
+std::vector<deck::KolvoDeckStat> Runtime::deck_stats(const std::vector<prefs::KolvoDeckStatKind>&) { return {}; }
 
 void Runtime::load_for_launch() {
   settings_.load_all();
@@ -272,7 +296,9 @@ ui::SettingsPages Runtime::settings_pages(ui::SettingsPageHooks hooks) {
                              .sounds = settings_.sound_effects(),
                              .deck = settings_.deck(),
                              .deck_stats = settings_.deck_stats(),
-                             .zone_map = settings_.zone_map()},
+                             .zone_map = settings_.zone_map(),
+                             .deck_server = deck_server_.get(),
+                             .deck_trust = &deck_trust()},
       std::move(hooks));
 }
 

@@ -12,6 +12,8 @@
 #include "base/executor.hpp"
 #include "base/notification_center.hpp"
 #include "controls/control_services.hpp"
+#include "deck/server/deck_trust_store.hpp"
+#include "deck/server/kolvo_deck_server.hpp"
 #include "dock/dock_services.hpp"
 #include "overlay/hidden_dock_services.hpp"
 #include "ui/onboarding_model.hpp"
@@ -19,6 +21,8 @@
 #include "update/update_notice_controller.hpp"
 
 namespace kolvo::app {
+
+class DeckLink;
 
 // The one place where the program's services are built, in dependency order, from a
 // platform's ports. The menu-bar app and every host command build the same runtime; only the
@@ -36,6 +40,7 @@ class Runtime {
   };
 
   Runtime(PlatformPorts ports, base::Executor& main, const base::WallClock& clock, Options options);
+  ~Runtime();
   Runtime(const Runtime&) = delete;
   Runtime& operator=(const Runtime&) = delete;
 
@@ -87,6 +92,16 @@ class Runtime {
   // pointer monitors.
   std::unique_ptr<AppComponents> make_components(OverlayPlatform& overlay);
 
+  // The trusted phones; made at first use.
+  deck::KolvoDeckTrustStore& deck_trust();
+  // The phone link's server, made once over this runtime with the platform's socket context
+  // and approval prompt; the settings switch and launch start it.
+  deck::KolvoDeckServer& make_deck_server(asio::io_context& network, deck::DeckApprovalPrompt& prompt);
+  // Null until made.
+  deck::KolvoDeckServer* deck_server() { return deck_server_.get(); }
+  // The machine's statistics the phone shows, each 0 … 1, in the given order.
+  std::vector<deck::KolvoDeckStat> deck_stats(const std::vector<prefs::KolvoDeckStatKind>& kinds);
+
  private:
   PlatformPorts ports_;
   base::Executor& main_;
@@ -102,6 +117,10 @@ class Runtime {
   std::unique_ptr<controls::ControlServices> controls_;
   std::unique_ptr<update::UpdateFeedFetcher> update_fetcher_;
   std::unique_ptr<update::UpdateNoticeController> update_notice_;
+  std::unique_ptr<deck::KolvoDeckTrustStore> deck_trust_;
+  std::unique_ptr<DeckLink> deck_link_;
+  // Declared last: it is stopped before anything it reads goes.
+  std::unique_ptr<deck::KolvoDeckServer> deck_server_;
 };
 
 }  // namespace kolvo::app

@@ -14,6 +14,13 @@ std::string shortest_real_text(double value) {
   return std::string(buffer, result.ptr);
 }
 
+double widened(float value) {
+  if (!std::isfinite(value)) return static_cast<double>(value);
+  char buffer[32];
+  const auto written = std::to_chars(buffer, buffer + sizeof buffer, value);
+  return parse_real(std::string_view(buffer, static_cast<std::size_t>(written.ptr - buffer))).value_or(value);
+}
+
 std::string fixed_real_text(double value, int digits) {
   if (std::isnan(value)) return "nan";
   if (std::isinf(value)) return value > 0 ? "inf" : "-inf";

@@ -14,6 +14,10 @@ std::string shortest_real_text(double value);
 // As Swift prints a Double: shortest round-trip, with ".0" on whole numbers ("2.0", "0.4").
 std::string swift_real_text(double value);
 
+// The double a float's shortest text reads as (0.4f gives 0.4, not 0.4000000059604645), so a
+// level kept in single precision travels as the number it was set to.
+double widened(float value);
+
 // As "%.*f" prints in the C locale ("1512", "-0", "0.25"); digits from 0 to 17.
 std::string fixed_real_text(double value, int digits);
 

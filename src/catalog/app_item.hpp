@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -49,6 +51,10 @@ class ApplicationCatalog {
   virtual std::optional<InstalledApplication> application_with_bundle_id(const std::string& bundle_id) const = 0;
   // The bundle at this path, if there is one.
   virtual std::optional<InstalledApplication> application_at(const std::string& path) const = 0;
+  // The application's icon drawn at `pixels` × `pixels`, as PNG data; absent when none can be had.
+  virtual std::optional<std::vector<std::uint8_t>> icon_png(const InstalledApplication&, int /*pixels*/) const {
+    return std::nullopt;
+  }
 };
 
 // The folders the choosers offer applications from.

@@ -1,5 +1,7 @@
 #include "ui/settings_pages.hpp"
 
+#include "base/date_time.hpp"
+
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -285,6 +287,23 @@ PageContent SettingsPages::deck() const {
   page.sections.push_back({"Kolvo Deck",
                            {ToggleRow{"deckEnabled", "Let Kolvo Deck on your iPhone connect to this Mac", stores_.deck.is_enabled()},
                             TextRow{"Each iPhone is approved once, on this Mac, the first time it connects.", TextStyle::note}}});
+  if (auto* server = stores_.deck_server) {
+    Section& link = page.sections.back();
+    const auto& port = server->listening_port().get();
+    link.rows.push_back(TextRow{port ? "Running on port " + std::to_string(*port) : std::string("Not running")});
+    if (const auto& error = server->last_error().get()) link.rows.push_back(TextRow{*error, TextStyle::warning});
+    ListRow connected{"connectedPhones", {}, "No iPhone is connected."};
+    for (const auto& name : server->connected_device_names().get()) connected.items.push_back({name, name, "Connected", {}});
+    page.sections.push_back({"Connected", {std::move(connected)}});
+  }
+  if (auto* trust = stores_.deck_trust) {
+    ListRow trusted{"trustedPhones", {}, "No iPhone is trusted yet."};
+    for (const auto& device : trust->devices()) {
+      trusted.items.push_back({device.id, device.name, "Trusted since " + base::format_report_date(device.added_at),
+                               {ButtonRow{"forgetPhone", "Remove"}}});
+    }
+    page.sections.push_back({"Trusted iPhones", {std::move(trusted)}});
+  }
   Section stats{"Statistics on the phone", {}};
   const auto& enabled = stores_.deck_stats.enabled();
   for (const auto& [kind, name] : prefs::kKolvoDeckStatKindTable.entries) {
@@ -513,6 +532,10 @@ EventOutcome SettingsPages::handle_profile(const ControlEvent& e) {
     for (std::size_t i = 0; i < kCorners.size(); ++i) corners[i] = stores_.corner_controls.mode(kCorners[i]);
     profiles.add(*chosen->bundle_identifier, chosen->name, stores_.edge_modes.left_edge_mode(),
                  stores_.edge_modes.right_edge_mode(), corners);
+    return done();
+  }
+  if (e.id == "forgetPhone") {
+    if (!text || !stores_.deck_trust || !stores_.deck_trust->remove(*text)) return bad_value();
     return done();
   }
   if (e.id == "removeProfile") {

@@ -8,6 +8,7 @@
 #include "catalog/app_stores.hpp"
 #include "catalog/profile_store.hpp"
 #include "deck/server/deck_settings_stores.hpp"
+#include "deck/server/kolvo_deck_server.hpp"
 #include "dock/alignment_settings_store.hpp"
 #include "dock/multi_display_calibration_store.hpp"
 #include "overlay/activation_settings_stores.hpp"
@@ -36,6 +37,10 @@ struct SettingsPageStores {
   deck::KolvoDeckSettingsStore& deck;
   deck::DeckStatsSettingsStore& deck_stats;
   ZoneMapSettingsStore& zone_map;
+  // The phone link's live state and its trusted phones; the page shows only the switch
+  // where the program runs no server.
+  deck::KolvoDeckServer* deck_server = nullptr;
+  deck::KolvoDeckTrustStore* deck_trust = nullptr;
 };
 
 struct LaunchAtLoginState {

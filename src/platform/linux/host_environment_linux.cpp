@@ -82,6 +82,8 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
               .make_update_feed_fetcher = [](base::Executor& main) -> std::unique_ptr<update::UpdateFeedFetcher> {
                 return std::make_unique<CurlUpdateFeedFetcher>(main);
               },
+              .system_stats = nullptr,
+              .make_dns_service_registrar = {},
           },
           {}};
 }

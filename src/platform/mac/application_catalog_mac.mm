@@ -45,6 +45,37 @@ std::optional<catalog::InstalledApplication> MacApplicationCatalog::application_
   }
 }
 
+std::optional<std::vector<std::uint8_t>> MacApplicationCatalog::icon_png(const catalog::InstalledApplication& application,
+                                                                         int pixels) const {
+  @autoreleasepool {
+    NSImage* icon = [NSWorkspace.sharedWorkspace iconForFile:[NSString stringWithUTF8String:application.path.c_str()]];
+    if (icon == nil || pixels <= 0) return std::nullopt;
+    NSBitmapImageRep* bitmap = [[NSBitmapImageRep alloc] initWithBitmapDataPlanes:nullptr
+                                                                       pixelsWide:pixels
+                                                                       pixelsHigh:pixels
+                                                                    bitsPerSample:8
+                                                                  samplesPerPixel:4
+                                                                         hasAlpha:YES
+                                                                         isPlanar:NO
+                                                                   colorSpaceName:NSDeviceRGBColorSpace
+                                                                      bytesPerRow:0
+                                                                     bitsPerPixel:0];
+    if (bitmap == nil) return std::nullopt;
+    bitmap.size = NSMakeSize(pixels, pixels);
+    [NSGraphicsContext saveGraphicsState];
+    NSGraphicsContext.currentContext = [NSGraphicsContext graphicsContextWithBitmapImageRep:bitmap];
+    [icon drawInRect:NSMakeRect(0, 0, pixels, pixels)
+            fromRect:NSZeroRect
+           operation:NSCompositingOperationCopy
+            fraction:1.0];
+    [NSGraphicsContext restoreGraphicsState];
+    NSData* png = [bitmap representationUsingType:NSBitmapImageFileTypePNG properties:@{}];
+    if (png.length == 0) return std::nullopt;
+    const auto* bytes = static_cast<const std::uint8_t*>(png.bytes);
+    return std::vector<std::uint8_t>(bytes, bytes + png.length);
+  }
+}
+
 std::optional<catalog::InstalledApplication> MacApplicationCatalog::application_at(const std::string& path) const {
   @autoreleasepool {
     return bundle_at([NSString stringWithUTF8String:path.c_str()]);

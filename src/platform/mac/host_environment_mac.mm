@@ -123,6 +123,8 @@ app::PlatformPorts make_mac_platform_ports(const HostIdentity& identity) {
       .make_update_feed_fetcher = [](base::Executor& main) -> std::unique_ptr<update::UpdateFeedFetcher> {
         return std::make_unique<MacUpdateFeedFetcher>(main);
       },
+      .system_stats = nullptr,
+      .make_dns_service_registrar = {},
   };
 }
 

@@ -250,6 +250,8 @@ class MacApplicationCatalog final : public catalog::ApplicationCatalog {
   std::vector<catalog::InstalledApplication> applications_in(const std::vector<std::string>& folders) const override;
   std::optional<catalog::InstalledApplication> application_with_bundle_id(const std::string& bundle_id) const override;
   std::optional<catalog::InstalledApplication> application_at(const std::string& path) const override;
+  std::optional<std::vector<std::uint8_t>> icon_png(const catalog::InstalledApplication& application,
+                                                    int pixels) const override;
 };
 
 // NSWorkspace: opens the application at an item's location, which launches it or brings it to

@@ -1,5 +1,7 @@
 #include "platform/sim/simulated_desktop.hpp"
 
+#include "platform/sim/simulated_icon.hpp"
+
 #include <algorithm>
 #include <fstream>
 #include <sstream>
@@ -535,6 +537,11 @@ std::optional<catalog::InstalledApplication> SimulatedDesktop::application_at(co
   return std::nullopt;
 }
 
+std::optional<std::vector<std::uint8_t>> SimulatedDesktop::icon_png(const catalog::InstalledApplication& application,
+                                                                    int pixels) const {
+  return simulated_icon_png(application.bundle_identifier.value_or(application.path), pixels);
+}
+
 void SimulatedDesktop::set_screens(std::vector<dock::ScreenInfo> screens) {
   layout_.screens = std::move(screens);
   if (layout_.main_screen && *layout_.main_screen >= layout_.screens.size()) layout_.main_screen = 0;
@@ -558,7 +565,26 @@ bool SimulatedDesktop::open_application(const catalog::KolvoAppItem& item) {
   if (!catalog::is_installed(item, *this)) return false;
   const auto installed = application_at(item.path());
   const std::optional<std::string> bundle_id = installed ? installed->bundle_identifier : item.bundle_identifier;
-  if (changes_) changes_("opened " + item.name);
+  const auto& running = layout_.running_applications;
+  const bool was_running = bundle_id && std::any_of(running.begin(), running.end(),
+                                                    [&](const auto& app) { return app.bundle_id == bundle_id; });
+  if (!was_running) {
+    // A launched application opens one window a moment later on a real Mac; here at once,
+    // so window arrangement after a launch can be tried headless.
+    std::int64_t pid = 1000;
+    for (const auto& app : running) pid = std::max(pid, app.pid + 1);
+    auto state = std::make_shared<SimulatedApplicationState>();
+    SimulatedWindow window;
+    window.title = item.name;
+    window.frame = Rect{160, 100, 900, 640};
+    state->windows.push_back(std::move(window));
+    state->focused_window = state->main_window = 0;
+    states_[pid] = std::move(state);
+    if (changes_) changes_("launched " + item.name);
+    launch({bundle_id, true, pid});
+  } else if (changes_) {
+    changes_("opened " + item.name);
+  }
   set_frontmost_application(bundle_id);
   return true;
 }

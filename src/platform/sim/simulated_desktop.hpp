@@ -99,6 +99,8 @@ class SimulatedDesktop final : public dock::ScreensPort,
   std::vector<catalog::InstalledApplication> applications_in(const std::vector<std::string>& folders) const override;
   std::optional<catalog::InstalledApplication> application_with_bundle_id(const std::string& bundle_id) const override;
   std::optional<catalog::InstalledApplication> application_at(const std::string& path) const override;
+  std::optional<std::vector<std::uint8_t>> icon_png(const catalog::InstalledApplication& application,
+                                                    int pixels) const override;
 
   std::optional<std::string> frontmost_bundle_id() const override { return layout_.frontmost_application; }
   std::optional<std::string> frontmost_name() const override { return layout_.frontmost_application; }

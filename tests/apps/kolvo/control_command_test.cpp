@@ -203,7 +203,7 @@ TEST_F(ControlSocket, AnswersEveryRequestAndNeverCrashesOnGarbage) {
   std::vector<std::vector<std::string>> seen;
   ControlSocketServer server(context, path, [&](std::vector<std::string> words, std::function<void(app::Reply)> reply) {
     seen.push_back(words);
-    reply({0, "ok " + std::to_string(words.size()) + "\n", {}});
+    reply({0, "ok " + std::to_string(words.size()) + "\n", {}, {}});
   });
   ASSERT_TRUE(server.is_listening()) << server.problem();
   EXPECT_EQ(std::filesystem::status(path).permissions() & std::filesystem::perms::others_all,

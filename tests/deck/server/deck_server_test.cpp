@@ -1,0 +1,426 @@
+// The Deck server over real loopback sockets, with the running program's own services behind
+// it and its main executor on virtual time.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "app/runtime.hpp"
+#include "base/base64.hpp"
+#include "support/phone_client.hpp"
+#include "support/settings_fixture.hpp"
+#include "support/simulated_ports.hpp"
+
+namespace kolvo::deck {
+namespace {
+
+using testing::Phone;
+using T = KolvoDeckMessageType;
+
+// Stands in for the Mac's alert: records what it was asked and answers when told to.
+class ScriptedPrompt final : public DeckApprovalPrompt {
+ public:
+  void present(const ApprovalRequest& request, std::function<void(bool)> answer) override {
+    presented.push_back(request);
+    answer_ = std::move(answer);
+  }
+  void dismiss(const ApprovalRequest& request) override {
+    dismissed.push_back(request);
+    answer_ = {};
+  }
+  bool showing() const { return static_cast<bool>(answer_); }
+  void say(bool allow) { std::exchange(answer_, {})(allow); }
+
+  std::vector<ApprovalRequest> presented;
+  std::vector<ApprovalRequest> dismissed;
+
+ private:
+  std::function<void(bool)> answer_;
+};
+
+class DeckServerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    runtime_ = std::make_unique<app::Runtime>(testing::simulated_ports(machine_), main_, clock_,
+                                              app::Runtime::Options{.mode = app::Runtime::Mode::live, .log_mirror = {}});
+    server_ = &runtime_->make_deck_server(network_.context(), prompt_);
+    server_->start();
+    ASSERT_TRUE(server_->is_running().get());
+    port_ = *server_->listening_port().get();
+  }
+  void TearDown() override {
+    server_->stop();
+    runtime_.reset();
+  }
+
+  std::unique_ptr<Phone> connect() {
+    auto phone = std::make_unique<Phone>(port_);
+    EXPECT_TRUE(phone->connected());
+    const std::size_t before = server_->session_count();
+    EXPECT_TRUE(pump({phone.get()}, [&] { return server_->session_count() > before; }));
+    return phone;
+  }
+  // A phone the user trusted earlier: approved silently by its hello.
+  std::unique_ptr<Phone> approved_phone(const std::string& id = "PHONE-A", const std::string& name = "Anna's iPhone") {
+    runtime_->deck_trust().add_or_update(id, name);
+    auto phone = connect();
+    phone->send(HelloMessage{id, name, std::nullopt});
+    EXPECT_TRUE(pump({phone.get()}, [&] { return phone->count(T::approved) == 1 && phone->count(T::launchConfig) == 1; }));
+    return phone;
+  }
+  bool pump(const std::vector<Phone*>& phones, const std::function<bool()>& done) {
+    return testing::pump_until(main_, phones, done);
+  }
+  void settle(const std::vector<Phone*>& phones) { testing::settle(main_, phones); }
+  float volume() { return *runtime_->controls().volume().volume(); }
+
+  std::shared_ptr<testing::SimulatedMachine> machine_ = std::make_shared<testing::SimulatedMachine>();
+  base::ManualExecutor main_;
+  testing::FixedWallClock clock_;
+  testing::NetworkThread network_;
+  ScriptedPrompt prompt_;
+  std::unique_ptr<app::Runtime> runtime_;
+  KolvoDeckServer* server_ = nullptr;
+  std::uint16_t port_ = 0;
+};
+
+TEST_F(DeckServerTest, AnUnknownPhoneIsAskedAboutAndRememberedOnceAllowed) {
+  auto phone = connect();
+  phone->send(HelloMessage{"PHONE-A", "Anna's iPhone", 3});
+  ASSERT_TRUE(pump({phone.get()}, [&] { return prompt_.showing() && phone->count(T::approvalRequired) == 1; }));
+  EXPECT_EQ(approval_message(prompt_.presented.at(0).device_name), "Allow \u201CAnna's iPhone\u201D to control this Mac?");
+  EXPECT_EQ(phone->count(T::approvalRequired), 1u);
+  EXPECT_EQ(phone->count(T::approved), 0u);
+
+  prompt_.say(true);
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::profileIcon) == 1; }));
+  // approved, the state, the launch list with one icon per item, then the frontmost app's icon
+  std::vector<T> order;
+  for (const auto& m : phone->received()) order.push_back(m.type());
+  const auto items = phone->last(T::launchConfig)->get_if<LaunchConfigMessage>()->launch_items->size();
+  std::vector<T> expected{T::approvalRequired, T::approved, T::stateUpdate, T::launchConfig};
+  expected.insert(expected.end(), items, T::launchIcon);
+  expected.push_back(T::profileIcon);
+  EXPECT_EQ(order, expected);
+  const auto* icon = phone->last(T::profileIcon)->get_if<ProfileIconMessage>();
+  EXPECT_EQ(icon->icon_bundle_id, "com.apple.Safari");
+  const auto png = base::base64_decode(icon->icon_png.value_or(""));
+  ASSERT_TRUE(png);
+  EXPECT_EQ(std::vector<std::uint8_t>(png->begin(), png->begin() + 4), (std::vector<std::uint8_t>{0x89, 'P', 'N', 'G'}));
+  ASSERT_TRUE(runtime_->deck_trust().contains("PHONE-A"));
+  EXPECT_EQ(runtime_->deck_trust().device("PHONE-A")->name, "Anna's iPhone");
+  EXPECT_EQ(server_->connected_device_names().get(), std::vector<std::string>{"Anna's iPhone"});
+
+  // Reconnecting, with a new name, is approved silently and renames the stored phone.
+  phone.reset();
+  ASSERT_TRUE(pump({}, [&] { return server_->session_count() == 0; }));
+  auto again = connect();
+  again->send(HelloMessage{"PHONE-A", "Anna's new iPhone", std::nullopt});
+  ASSERT_TRUE(pump({again.get()}, [&] { return again->count(T::approved) == 1; }));
+  EXPECT_EQ(prompt_.presented.size(), 1u);
+  EXPECT_EQ(runtime_->deck_trust().device("PHONE-A")->name, "Anna's new iPhone");
+}
+
+TEST_F(DeckServerTest, ADeniedPhoneIsToldAndDisconnectedAndNotRemembered) {
+  auto phone = connect();
+  phone->send(HelloMessage{"PHONE-B", std::nullopt, std::nullopt});
+  ASSERT_TRUE(pump({phone.get()}, [&] { return prompt_.showing(); }));
+  EXPECT_EQ(prompt_.presented.at(0).device_name, "iPhone");  // no name sent
+  prompt_.say(false);
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->closed(); }));
+  EXPECT_EQ(phone->received().back().type(), T::denied);
+  EXPECT_FALSE(runtime_->deck_trust().contains("PHONE-B"));
+  EXPECT_EQ(server_->session_count(), 0u);
+}
+
+TEST_F(DeckServerTest, APhoneWithoutAnIdIsApprovedForThisConnectionOnly) {
+  auto phone = connect();
+  phone->send(HelloMessage{std::nullopt, "Guest", std::nullopt});
+  ASSERT_TRUE(pump({phone.get()}, [&] { return prompt_.showing(); }));
+  prompt_.say(true);
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::approved) == 1; }));
+  EXPECT_TRUE(runtime_->deck_trust().devices().empty());
+}
+
+TEST_F(DeckServerTest, ARepeatedHelloWhileTheQuestionIsOpenAsksOnce) {
+  auto phone = connect();
+  for (int i = 0; i < 3; ++i) phone->send(HelloMessage{"PHONE-C", "Carl", std::nullopt});
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::approvalRequired) == 1; }));
+  settle({phone.get()});
+  EXPECT_EQ(prompt_.presented.size(), 1u);
+  EXPECT_EQ(phone->count(T::approvalRequired), 1u);
+  // Another phone waits its turn, and is asked once the first is answered.
+  auto other = connect();
+  other->send(HelloMessage{"PHONE-D", "Dora", std::nullopt});
+  settle({other.get()});
+  EXPECT_EQ(prompt_.presented.size(), 1u);
+  prompt_.say(true);
+  ASSERT_TRUE(pump({phone.get(), other.get()}, [&] { return prompt_.presented.size() == 2; }));
+  EXPECT_EQ(prompt_.presented[1].key, "PHONE-D");
+  // The waiting phone leaves: its question is taken down unanswered.
+  other.reset();
+  ASSERT_TRUE(pump({phone.get()}, [&] { return !prompt_.showing(); }));
+  EXPECT_EQ(prompt_.dismissed.at(0).key, "PHONE-D");
+}
+
+TEST_F(DeckServerTest, AnUnapprovedPhoneIsAnsweredPingsAndNothingElse) {
+  auto phone = connect();
+  const float before = volume();
+  phone->send(SetControlMessage{std::nullopt, KolvoDeckControl::volume, 0.05});
+  phone->send(RequestStateMessage{});
+  phone->send(PingMessage{});
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::pong) == 1; }));
+  settle({phone.get()});
+  EXPECT_EQ(volume(), before);
+  EXPECT_EQ(phone->received().size(), 1u);
+}
+
+TEST_F(DeckServerTest, ABrokenStreamClosesOnlyItsOwnSessionAndDropsWhatCameWithTheFault) {
+  auto good = approved_phone();
+  auto bad = connect();
+  // A ping and then a zero length in one write: the ping came with the fault and goes with it.
+  auto bytes = framing::encode_frame(PingMessage{});
+  bytes.insert(bytes.end(), {0, 0, 0, 0});
+  bad->send_bytes(bytes);
+  ASSERT_TRUE(pump({bad.get()}, [&] { return bad->closed(); }));
+  EXPECT_EQ(bad->count(T::pong), 0u);
+  good->send(PingMessage{});
+  ASSERT_TRUE(pump({good.get()}, [&] { return good->count(T::pong) == 1; }));
+
+  // Frames that are not messages, or too large to decode, are passed over.
+  auto odd = connect();
+  odd->send_json("{\"type\":\"approvalRequired\"}");
+  odd->send_json("not json");
+  odd->send_json(std::string(framing::kMaximumPayload + 1, ' '));
+  odd->send(PingMessage{});
+  ASSERT_TRUE(pump({odd.get()}, [&] { return odd->count(T::pong) == 1; }));
+  EXPECT_FALSE(odd->closed());
+}
+
+TEST_F(DeckServerTest, ChangesInOneTenthOfASecondMakeOneUpdateAndAnUnchangedStateIsNotResent) {
+  auto phone = approved_phone();
+  phone->received().clear();
+  phone->send(SetControlMessage{std::nullopt, KolvoDeckControl::volume, 0.2});
+  phone->send(SetControlMessage{std::nullopt, KolvoDeckControl::volume, 0.3});
+  ASSERT_TRUE(pump({phone.get()}, [&] { return volume() == 0.3f; }));
+  settle({phone.get()});
+  EXPECT_EQ(phone->count(T::stateUpdate), 0u);  // not before the delay
+  main_.advance(KolvoDeckServer::kBroadcastDelay);
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::stateUpdate) == 1; }));
+  EXPECT_EQ(phone->last(T::stateUpdate)->get_if<StateUpdateMessage>()->state->volume, 0.3);
+
+  // The poll finds nothing new...
+  main_.advance(KolvoDeckServer::kPollInterval * 3);
+  settle({phone.get()});
+  EXPECT_EQ(phone->count(T::stateUpdate), 1u);
+  // ...but asking always answers,
+  phone->send(RequestStateMessage{});
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::stateUpdate) == 2; }));
+  // and a change made behind the server's back shows at the next poll.
+  machine_->mac.set_output_volume(0.75);
+  main_.advance(KolvoDeckServer::kPollInterval);
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::stateUpdate) == 3; }));
+  EXPECT_EQ(phone->last(T::stateUpdate)->get_if<StateUpdateMessage>()->state->volume, 0.75);
+}
+
+TEST_F(DeckServerTest, EveryCommandReachesTheMac) {
+  auto phone = approved_phone();
+  auto& mac = machine_->mac;
+  struct Case {
+    const char* name;
+    KolvoDeckMessage command;
+    std::function<bool()> applied;
+  };
+  const std::vector<Case> cases{
+      {"volume", SetControlMessage{std::nullopt, KolvoDeckControl::volume, 0.4}, [&] { return volume() == 0.4f; }},
+      {"volume clamped", SetControlMessage{std::nullopt, KolvoDeckControl::volume, 7}, [&] { return volume() == 1.0f; }},
+      {"brightness", SetControlMessage{std::nullopt, KolvoDeckControl::brightness, 0.3},
+       [&] { return mac.display_brightness() == 0.3f; }},
+      {"backlight", SetControlMessage{std::nullopt, KolvoDeckControl::keyboardBacklight, 0.9},
+       [&] { return mac.keyboard_backlight() == 0.9f; }},
+      {"output", SetAudioOutputMessage{"60"}, [&] { return mac.default_output_device_id() == 60; }},
+      {"appearance", SetAppearanceMessage{true}, [&] { return mac.is_dark(); }},
+      {"snap", WindowSnapMessage{controls::WindowLayout::leftHalf},
+       [&] {
+         const auto* safari = machine_->desktop.application_state(102);
+         return safari && safari->windows.at(0).frame.x == 0;
+       }},
+  };
+  for (const auto& c : cases) {
+    phone->send(c.command);
+    EXPECT_TRUE(pump({phone.get()}, c.applied)) << c.name;
+  }
+  // An unknown device id changes nothing.
+  phone->send(SetAudioOutputMessage{"999"});
+  settle({phone.get()});
+  EXPECT_EQ(mac.default_output_device_id(), 60u);
+}
+
+TEST_F(DeckServerTest, ALaunchRequestIsCarriedOutOnceAndAnsweredWithItsOutcome) {
+  auto phone = approved_phone();
+  const auto running = [&] { return machine_->desktop.running_applications().size(); };
+  const std::size_t before = running();
+  LaunchAppMessage launch{"com.apple.Notes", std::nullopt, std::nullopt, std::nullopt, std::nullopt, "req-1"};
+  phone->send(launch);
+  phone->send(launch);
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::launchResult) == 1; }));
+  settle({phone.get()});
+  EXPECT_EQ(phone->count(T::launchResult), 1u);
+  EXPECT_EQ(running(), before + 1);
+  const auto* result = phone->last(T::launchResult)->get_if<LaunchResultMessage>();
+  EXPECT_EQ(result->launch_request_id, "req-1");
+  EXPECT_EQ(result->launch_outcome, KolvoDeckLaunchOutcome::launched);
+
+  struct Case {
+    std::string bundle_id;
+    KolvoDeckLaunchOutcome outcome;
+  };
+  for (const auto& c : std::vector<Case>{{"com.apple.Notes", KolvoDeckLaunchOutcome::focused},
+                                         {"com.example.missing", KolvoDeckLaunchOutcome::rejected},
+                                         {"", KolvoDeckLaunchOutcome::rejected}}) {
+    const std::size_t seen = phone->count(T::launchResult);
+    phone->send(LaunchAppMessage{c.bundle_id, std::nullopt, std::nullopt, std::nullopt, std::nullopt, "req-" + c.bundle_id});
+    ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::launchResult) > seen; })) << c.bundle_id;
+    EXPECT_EQ(phone->last(T::launchResult)->get_if<LaunchResultMessage>()->launch_outcome, c.outcome) << c.bundle_id;
+  }
+}
+
+TEST_F(DeckServerTest, WithLaunchingSwitchedOffNothingStartsAndTheListIsEmpty) {
+  runtime_->prefs().set("com.kolvo.launchBetaEnabled", prefs::PreferenceValue(false));
+  auto phone = approved_phone();
+  EXPECT_TRUE(phone->last(T::launchConfig)->get_if<LaunchConfigMessage>()->launch_items->empty());
+  const std::size_t before = machine_->desktop.running_applications().size();
+  phone->send(LaunchPairMessage{"pair-1", "com.apple.Notes", "com.apple.Maps", KolvoDeckLaunchLayout::split50});
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::launchPairResult) == 1; }));
+  const auto* result = phone->last(T::launchPairResult)->get_if<LaunchPairResultMessage>();
+  EXPECT_EQ(result->pair_outcome, KolvoDeckLaunchPairOutcome::rejected);
+  EXPECT_EQ(result->pair_layout_outcome, KolvoDeckLaunchLayoutOutcome::skipped);
+  EXPECT_EQ(machine_->desktop.running_applications().size(), before);
+}
+
+TEST_F(DeckServerTest, APairIsLaunchedAndPlacedSideBySide) {
+  auto phone = approved_phone();
+  phone->send(LaunchPairMessage{"pair-1", "com.apple.Safari", "com.apple.Notes", KolvoDeckLaunchLayout::split50});
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::launchPairResult) == 1; }));
+  const auto* result = phone->last(T::launchPairResult)->get_if<LaunchPairResultMessage>();
+  EXPECT_EQ(result->pair_outcome, KolvoDeckLaunchPairOutcome::completed);
+  EXPECT_EQ(result->pair_primary_outcome, KolvoDeckLaunchOutcome::focused);
+  EXPECT_EQ(result->pair_secondary_outcome, KolvoDeckLaunchOutcome::launched);
+  EXPECT_EQ(result->pair_layout_outcome, KolvoDeckLaunchLayoutOutcome::applied);
+  const auto* safari = machine_->desktop.application_state(102);
+  ASSERT_TRUE(safari);
+  const double half = machine_->desktop.screens().at(0).visible_frame.width / 2;
+  EXPECT_EQ(safari->windows.at(0).frame.x, 0);
+  EXPECT_EQ(safari->windows.at(0).frame.width, half);
+}
+
+TEST_F(DeckServerTest, IconsAreSentOncePerPhoneAndOnlyForWhatIsNew) {
+  // Only the Hidden Dock's apps are listed, so an app added there is new to the phone.
+  auto& launcher = runtime_->hidden_dock().launcher();
+  for (std::size_t slot = 0; slot < launcher.slots().size(); ++slot) launcher.clear(slot);
+  auto phone = approved_phone();
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::profileIcon) == 1; }));
+  const std::size_t icons = phone->count(T::launchIcon);
+  phone->received().clear();
+  // Another application in front: its icon, once, and the state that names it.
+  machine_->desktop.set_frontmost_application("com.apple.Notes");
+  main_.advance(KolvoDeckServer::kBroadcastDelay);
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::profileIcon) == 1; }));
+  EXPECT_EQ(phone->last(T::profileIcon)->get_if<ProfileIconMessage>()->icon_bundle_id, "com.apple.Notes");
+  EXPECT_EQ(phone->last(T::stateUpdate)->get_if<StateUpdateMessage>()->state->profile->active_app_bundle_id,
+            "com.apple.Notes");
+  // A new app in the Hidden Dock: the list again, and an icon for that app alone.
+  auto& apps = runtime_->hidden_dock().apps();
+  auto list = apps.apps();
+  const auto maps = catalog::make_app_item("/System/Applications/Maps.app", *runtime_->ports().applications);
+  ASSERT_TRUE(maps);
+  list.push_back(*maps);
+  apps.set_apps(list);
+  main_.advance(KolvoDeckServer::kBroadcastDelay);
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::launchConfig) == 1 && phone->count(T::launchIcon) == 1; }));
+  EXPECT_EQ(phone->last(T::launchIcon)->get_if<LaunchIconMessage>()->launch_icon_bundle_id, maps->bundle_identifier);
+  // Nothing new: nothing sent.
+  main_.advance(KolvoDeckServer::kPollInterval * 2);
+  settle({phone.get()});
+  EXPECT_EQ(phone->count(T::launchConfig), 1u);
+  EXPECT_EQ(phone->count(T::profileIcon), 1u);
+  EXPECT_GT(icons, 0u);
+}
+
+TEST_F(DeckServerTest, AFloodOfUnapprovedConnectionsNeverLocksOutTheApprovedPhone) {
+  auto phone = approved_phone();
+  std::vector<std::unique_ptr<Phone>> flood;
+  for (std::size_t i = 0; i < KolvoDeckServer::kMaximumUnapprovedSessions + 4; ++i) {
+    flood.push_back(std::make_unique<Phone>(port_));
+  }
+  std::vector<Phone*> all{phone.get()};
+  for (auto& p : flood) all.push_back(p.get());
+  ASSERT_TRUE(pump(all, [&] {
+    return std::count_if(flood.begin(), flood.end(), [](const auto& p) { return p->closed(); }) == 4;
+  }));
+  // The oldest gave way.
+  for (std::size_t i = 0; i < flood.size(); ++i) EXPECT_EQ(flood[i]->closed(), i < 4) << i;
+  EXPECT_EQ(server_->session_count(), KolvoDeckServer::kMaximumUnapprovedSessions + 1);
+  phone->send(SetControlMessage{std::nullopt, KolvoDeckControl::volume, 0.6});
+  ASSERT_TRUE(pump(all, [&] { return volume() == 0.6f; }));
+  EXPECT_FALSE(phone->closed());
+
+  // Silence past the hello deadline closes the rest; a phone waiting for an answer stays.
+  flood.back()->send(HelloMessage{"PHONE-W", "Waiting", std::nullopt});
+  ASSERT_TRUE(pump(all, [&] { return prompt_.showing(); }));
+  main_.advance(KolvoDeckServer::kHelloTimeout);
+  ASSERT_TRUE(pump(all, [&] { return server_->session_count() == 2; }));
+  EXPECT_FALSE(flood.back()->closed());
+  EXPECT_FALSE(phone->closed());
+}
+
+TEST_F(DeckServerTest, APhoneThatStopsReadingIsClosedRatherThanBufferedForEver) {
+  auto phone = approved_phone();
+  auto reader = approved_phone("PHONE-R", "Reader");
+  // Large messages, never read by the first phone (it is not polled).
+  const LaunchIconMessage big{"com.example.big", std::string(900 * 1024, 'A')};
+  for (int i = 0; i < 40 && server_->approved_session_count() == 2; ++i) {
+    server_->send_to_approved(big);
+    testing::pump_until(main_, {reader.get()}, [] { return false; }, std::chrono::milliseconds(20));
+  }
+  ASSERT_TRUE(pump({reader.get()}, [&] { return server_->approved_session_count() == 1; }));
+  EXPECT_EQ(server_->connected_device_names().get(), std::vector<std::string>{"Reader"});
+}
+
+TEST_F(DeckServerTest, TurningTheDeckOffAndOnAgainApprovesTrustedPhonesSilently) {
+  auto phone = approved_phone();
+  runtime_->settings().deck().attach_service(server_);
+  runtime_->settings().deck().set_enabled(false);
+  EXPECT_FALSE(server_->is_running().get());
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->closed(); }));
+  EXPECT_TRUE(server_->connected_device_names().get().empty());
+  runtime_->settings().deck().set_enabled(true);
+  ASSERT_TRUE(server_->is_running().get());
+  port_ = *server_->listening_port().get();
+  auto back = connect();
+  back->send(HelloMessage{"PHONE-A", std::nullopt, std::nullopt});
+  ASSERT_TRUE(pump({back.get()}, [&] { return back->count(T::approved) == 1; }));
+  EXPECT_EQ(prompt_.presented.size(), 0u);
+  EXPECT_EQ(server_->connected_device_names().get(), std::vector<std::string>{"Anna's iPhone"});
+}
+
+TEST(DeckServerStart, APortInUseIsReportedAsTheLastError) {
+  auto machine = std::make_shared<testing::SimulatedMachine>();
+  base::ManualExecutor main;
+  testing::FixedWallClock clock;
+  testing::NetworkThread network;
+  ScriptedPrompt prompt;
+  app::Runtime runtime(testing::simulated_ports(machine), main, clock, {.mode = app::Runtime::Mode::live, .log_mirror = {}});
+  auto& first = runtime.make_deck_server(network.context(), prompt);
+  first.start();
+  app::Runtime other(testing::simulated_ports(machine), main, clock, {.mode = app::Runtime::Mode::live, .log_mirror = {}});
+  auto& second = other.make_deck_server(network.context(), prompt);
+  second.set_requested_port(*first.listening_port().get());
+  second.start();
+  EXPECT_FALSE(second.is_running().get());
+  ASSERT_TRUE(second.last_error().get());
+  EXPECT_NE(second.last_error().get()->find("could not listen on port"), std::string::npos);
+  first.stop();
+}
+
+}  // namespace
+}  // namespace kolvo::deck
