@@ -44,7 +44,9 @@ inline app::PlatformPorts simulated_ports(std::shared_ptr<SimulatedMachine> mach
           .simulate_frontmost = {},
           .report_simulated_changes = {},
           .update_feed_url = {},
-          .make_update_feed_fetcher = {}};
+          .make_update_feed_fetcher = {},
+          .system_stats = {},
+          .make_dns_service_registrar = {}};
 }
 
 }  // namespace kolvo::testing

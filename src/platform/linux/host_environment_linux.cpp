@@ -82,6 +82,9 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
               .make_update_feed_fetcher = [](base::Executor& main) -> std::unique_ptr<update::UpdateFeedFetcher> {
                 return std::make_unique<CurlUpdateFeedFetcher>(main);
               },
+              // Not read or advertised here yet: the phone gets no statistics and finds no service.
+              .system_stats = nullptr,
+              .make_dns_service_registrar = nullptr,
           },
           {}};
 }
