@@ -9,6 +9,11 @@ EventDisposition DockExpansionCoordinator::handle(const GestureEvent& event) {
   if (!event.in_anchor_window) return EventDisposition::pass;
   switch (event.kind) {
     case GestureEvent::Kind::mouse_down:
+      if (gesture_.press_taken_by_content && gesture_.press_taken_by_content(event.location)) {
+        // Its drags move the thing under it; following them too would pull the launcher shut.
+        clear_drag();
+        return EventDisposition::pass;
+      }
       drag_origin_ = event.location;
       claimed_ = false;
       drag_base_progress_ = gesture_.current_progress();

@@ -28,6 +28,10 @@ struct DockExpansionGesture {
   std::function<void(bool expand, double velocity)> on_commit;
   std::function<double()> current_progress;
   std::function<bool()> scroll_expansion_allowed;
+  // Whether a press at this point (global coordinates) lands on something that takes its own
+  // drags, such as an app in the open launcher that the user can pick up and move. Such a press
+  // is left alone from down to up. Absent, every press may become the gesture.
+  std::function<bool(dock::Point)> press_taken_by_content;
 };
 
 // One event of the application-local monitor (left down, dragged, up, scroll wheel).

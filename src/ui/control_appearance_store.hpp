@@ -17,6 +17,7 @@ class ControlAppearanceStore {
   void set_mode(prefs::ControlAppearanceMode mode);
   bool liquid_glass_enabled() const { return liquid_glass_enabled_.get(); }
   void set_liquid_glass_enabled(bool enabled) { liquid_glass_enabled_.set(enabled); }
+  base::Observable<bool>& liquid_glass_enabled_observable() { return liquid_glass_enabled_.observable(); }
   prefs::KnobStyle knob_style() const { return knob_style_.get(); }
   void set_knob_style(prefs::KnobStyle style) { knob_style_.set(style); }
 

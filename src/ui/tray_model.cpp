@@ -93,4 +93,17 @@ bool TrayModel::assign_launcher_slot(std::size_t slot, const std::string& locati
   return true;
 }
 
+bool TrayModel::drop_in_launcher(const LauncherDrop& drop) {
+  const auto& slots = launcher_.slots();
+  if (drop.kind == LauncherDrop::Kind::nothing || drop.from >= slots.size() || drop.to >= slots.size() ||
+      drop.from == drop.to || !slots[drop.from]) {
+    return false;
+  }
+  // The drop was decided on the grid as drawn, and the slots may have changed since (the settings
+  // window edits them too). Trading places covers a move into an empty slot as well, and never
+  // overwrites an app whatever is there now.
+  launcher_.swap(drop.from, drop.to);
+  return true;
+}
+
 }  // namespace kolvo::ui

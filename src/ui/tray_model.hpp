@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,16 @@ inline constexpr std::size_t kLauncherRows = 7;
 // row at the top. Pure arithmetic, so a grid that grows under a drag is laid out again cheaply.
 std::vector<dock::Rect> launcher_cell_frames(double grid_width, double grid_height);
 
+// What letting go of a picked-up app does: into an empty cell it moves, onto another app the
+// two change places, and anywhere else (its own cell, outside the grid) nothing happens.
+struct LauncherDrop {
+  enum class Kind { nothing, move, swap };
+  Kind kind = Kind::nothing;
+  std::size_t from = 0;
+  std::size_t to = 0;
+  friend bool operator==(const LauncherDrop&, const LauncherDrop&) = default;
+};
+
 inline constexpr double kLauncherCellSide = 64;
 
 // The tray's window while it grows into the launcher: at `progress` 0 the tray itself, at 1 the
@@ -80,6 +91,12 @@ class TrayModel {
   bool open_launcher_slot(std::size_t slot);
   // Puts the app at `location` in an empty or replaced slot; false when it is no application.
   bool assign_launcher_slot(std::size_t slot, const std::string& location);
+  // Moves or swaps as the drop says; false when it changes nothing.
+  bool drop_in_launcher(const LauncherDrop& drop);
+  // Calls `changed` after every change of the launcher's slots, from here or from elsewhere.
+  [[nodiscard]] base::Subscription observe_launcher(std::function<void()> changed) {
+    return launcher_.observable().subscribe([changed = std::move(changed)](const auto&) { changed(); });
+  }
 
  private:
   bool open_item(const catalog::KolvoAppItem& item);

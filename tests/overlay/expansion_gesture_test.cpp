@@ -18,7 +18,7 @@ struct Recorder {
   DockExpansionGesture gesture() {
     return {[this](double p) { progresses.push_back(progress = p); },
             [this](bool expand, double velocity) { commits.emplace_back(expand, velocity); },
-            [this] { return progress; }, [this] { return scroll_allowed; }};
+            [this] { return progress; }, [this] { return scroll_allowed; }, {}};
   }
 };
 
@@ -113,6 +113,44 @@ TEST(DockExpansion, ScrollDeadZoneStepAndCommits) {
   EXPECT_EQ(c.handle(scroll(30)), EventDisposition::pass);  // collapsed and not allowed: untouched
   r.progress = 0.5;
   EXPECT_EQ(c.handle(scroll(30)), EventDisposition::consume);  // already expanding: allowed
+}
+
+// An app picked up in the open launcher is dragged by the launcher; the gesture must not also
+// push the launcher shut under it. Presses anywhere else still pull and push as before.
+TEST(DockExpansion, APressTakenByTheContentLeavesTheWholeDragAlone) {
+  Recorder r;
+  r.progress = 1;
+  DockExpansionGesture gesture = r.gesture();
+  gesture.press_taken_by_content = [](dock::Point p) { return p.y > 100; };
+  DockExpansionCoordinator c(std::move(gesture));
+
+  struct Step {
+    Kind kind;
+    double y;
+    EventDisposition disposition;
+    std::size_t progresses;
+  };
+  const Step steps[] = {
+      // A press on an app: down, a long drag down and the release all reach the launcher.
+      {Kind::mouse_down, 300, EventDisposition::pass, 0},
+      {Kind::mouse_dragged, 200, EventDisposition::pass, 0},
+      {Kind::mouse_dragged, 150, EventDisposition::pass, 0},
+      {Kind::mouse_up, 150, EventDisposition::pass, 0},
+      // A press on the tray's row still pushes the launcher down.
+      {Kind::mouse_down, 60, EventDisposition::pass, 0},
+      {Kind::mouse_dragged, 30, EventDisposition::consume, 1},
+      // A press on an app while that drag was never released forgets the drag.
+      {Kind::mouse_down, 300, EventDisposition::pass, 1},
+      {Kind::mouse_dragged, 250, EventDisposition::pass, 1},
+      {Kind::mouse_up, 250, EventDisposition::pass, 1},
+  };
+  double t = 0;
+  for (const Step& step : steps) {
+    SCOPED_TRACE(testing::Message() << "step at y " << step.y);
+    EXPECT_EQ(c.handle(at(step.kind, step.y, t += 0.05)), step.disposition);
+    EXPECT_EQ(r.progresses.size(), step.progresses);
+  }
+  EXPECT_TRUE(r.commits.empty());
 }
 
 }  // namespace

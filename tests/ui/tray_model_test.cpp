@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "overlay/hidden_dock_services.hpp"
-#include "support/dock_fixture.hpp"
+#include "support/tray_fixture.hpp"
 #include "ui/tray_model.hpp"
 
 namespace kolvo::ui {
@@ -70,18 +69,8 @@ TEST(ExpandedTrayFrame, GrowsUpAndAwayFromTheDockWithinTheDisplay) {
       << "no taller than the display";
 }
 
-struct TrayHarness {
-  TrayHarness()
-      : geometry([] {
-          sim::SimulatedLayout layout = testing::layout_of({testing::laptop_screen()});
-          layout.installed_applications.push_back({"/Applications/Safari.app", "com.apple.Safari", "Safari.app"});
-          return layout;
-        }()),
-        hidden(geometry.settings.prefs, geometry.desktop, geometry.settings.log,
-               geometry.settings.settings->activation_settings(), *geometry.services,
-               [this] { return geometry.desktop.frontmost_bundle_id(); }),
-        tray(hidden.zones(), hidden.launcher(), geometry.desktop, geometry.desktop, geometry.settings.center,
-             geometry.settings.settings->sound_effects()) {
+struct TrayHarness : testing::TrayFixture {
+  TrayHarness() {
     observation = geometry.settings.center.observe("com.kolvo.appLaunchedFromTray", [this](std::string_view) { ++launched; });
     hidden.apps().set_apps({{"5A1F0000-0000-4000-8000-000000000001", "Safari", "com.apple.Safari",
                              "file:///Applications/Safari.app/"},
@@ -89,9 +78,6 @@ struct TrayHarness {
                              "file:///Applications/Gone.app/"}});
   }
 
-  testing::GeometryFixture geometry;
-  overlay::HiddenDockServices hidden;
-  TrayModel tray;
   base::Observation observation;
   int launched = 0;
 };

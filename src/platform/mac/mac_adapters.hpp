@@ -30,6 +30,8 @@
 #include "ui/calibration_window_model.hpp"
 #include "ui/control_appearance_store.hpp"
 #include "ui/control_panel_model.hpp"
+#include "ui/launcher_drag.hpp"
+#include "ui/panel_look.hpp"
 #include "ui/tray_model.hpp"
 #include "ui/system_appearance.hpp"
 #include "ui/zone_map.hpp"
@@ -294,8 +296,7 @@ class MacOverlayWindowManager final : public overlay::OverlayWindowManager, publ
  public:
   MacOverlayWindowManager(overlay::PanelPlacement placement, dock::DockServices& dock, const base::WallClock& clock,
                           base::DiagnosticsLog& log, std::unique_ptr<ui::TrayModel> tray_model,
-                          std::unique_ptr<ui::ControlPanelModel> controls, ui::ControlAppearanceStore& appearance,
-                          ui::AccentColorStore& accent);
+                          std::unique_ptr<ui::ControlPanelModel> controls, std::unique_ptr<ui::PanelLook> look);
   ~MacOverlayWindowManager() override;
   MacOverlayWindowManager(const MacOverlayWindowManager&) = delete;
   MacOverlayWindowManager& operator=(const MacOverlayWindowManager&) = delete;
@@ -340,8 +341,20 @@ class MacOverlayWindowManager final : public overlay::OverlayWindowManager, publ
   void set_expansion(double progress);
   // Places the launcher's cells for the tray's frame now, without making them again.
   void layout_grid();
+  // Shows each cell's app as the launcher's slots hold it now, in the views already made.
+  void refresh_grid();
   void clicked_tray_icon(std::size_t index);
   void clicked_launcher_cell(std::size_t slot);
+  // A press, a drag and a release in the launcher's grid, in the grid view's own points.
+  void grid_pressed(dock::Point point);
+  void grid_dragged(dock::Point point);
+  void grid_released(dock::Point point);
+  // Puts down whatever the grid is carrying, without dropping it anywhere.
+  void end_launcher_drag();
+  // Whether a press at this global point picks up an app of the open launcher.
+  bool launcher_takes_press(dock::Point point) const;
+  // Draws every panel, open or not, in the look the settings give now.
+  void apply_look(const ui::PanelGlassStyle& style);
   // Draws the control a slider or dial panel shows, with its value, wired to the model.
   void fill_control(Kind kind, prefs::CornerControlMode mode);
 
@@ -353,12 +366,17 @@ class MacOverlayWindowManager final : public overlay::OverlayWindowManager, publ
   std::unique_ptr<MacCalibrationWindow> calibration_;
   std::unique_ptr<ui::TrayModel> tray_model_;
   std::unique_ptr<ui::ControlPanelModel> controls_;
-  ui::ControlAppearanceStore& appearance_;
-  ui::AccentColorStore& accent_;
+  std::unique_ptr<ui::PanelLook> look_;
   std::unique_ptr<MacExpansionGestureMonitor> expansion_;
   double expansion_progress_ = 0;
   std::unique_ptr<Panels> panels_;
   std::optional<Open> tray_, slider_, dial_, cue_;
+  // The launcher's cells as last laid out, in the grid view's space, and the press in it.
+  std::vector<ui::LauncherCell> grid_cells_;
+  std::optional<ui::LauncherDrag> launcher_drag_;
+  // After the panels, the look and the tray model, so they are cancelled before either goes.
+  base::Subscription look_subscription_;
+  base::Subscription launcher_subscription_;
   bool pinned_ = false;
   overlay::DockSide last_side_ = overlay::DockSide::left;
 };
@@ -430,7 +448,8 @@ class MacOverlayPlatform final : public app::OverlayPlatform {
                                                 [focused = runtime_.ports().focused_application] {
                                                   return focused ? focused->frontmost_pid() : std::nullopt;
                                                 }),
-        runtime_.settings().control_appearance(), runtime_.settings().accent_color());
+        std::make_unique<ui::PanelLook>(runtime_.settings().control_appearance(), runtime_.settings().accent_color(),
+                                        runtime_.settings().liquid_glass()));
     return panels_;
   }
   overlay::HapticPerformer& haptics() override {

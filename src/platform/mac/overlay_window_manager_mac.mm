@@ -6,7 +6,7 @@
 #include "platform/mac/objc_text.hpp"
 #include "platform/mac/overlay_panel_mac.hpp"
 
-// Hands a button's tag to a block: the tray's icons and the launcher's cells.
+// Hands a control's tag to a block: the tray's icons, and the slider's and dial's controls.
 @interface KolvoTrayClickTarget : NSObject
 @property(nonatomic, copy) void (^clicked)(NSInteger tag);
 @end
@@ -14,6 +14,37 @@
 @implementation KolvoTrayClickTarget
 - (void)click:(NSButton*)sender {
   if (self.clicked) self.clicked(sender.tag);
+}
+@end
+
+// The launcher's grid: it takes every press over its cells and hands the press, the drag and
+// the release to blocks, in its own points (origin at its lower-left corner).
+@interface KolvoLauncherGridView : NSView
+@property(nonatomic, copy) void (^pressed)(NSPoint point);
+@property(nonatomic, copy) void (^dragged)(NSPoint point);
+@property(nonatomic, copy) void (^released)(NSPoint point);
+@end
+
+@implementation KolvoLauncherGridView
+- (NSView*)hitTest:(NSPoint)point {
+  // The cells are pictures; the grid answers for all of them.
+  return !self.hidden && NSPointInRect(point, self.frame) ? self : nil;
+}
+- (BOOL)acceptsFirstMouse:(NSEvent*)event {
+  // The panel never makes Kolvo active, so the first press is the one that counts.
+  return YES;
+}
+- (NSPoint)pointOf:(NSEvent*)event {
+  return [self convertPoint:event.locationInWindow fromView:nil];
+}
+- (void)mouseDown:(NSEvent*)event {
+  if (self.pressed) self.pressed([self pointOf:event]);
+}
+- (void)mouseDragged:(NSEvent*)event {
+  if (self.dragged) self.dragged([self pointOf:event]);
+}
+- (void)mouseUp:(NSEvent*)event {
+  if (self.released) self.released([self pointOf:event]);
 }
 @end
 
@@ -42,62 +73,127 @@ NSPanel* make_overlay_panel(BOOL ignores_mouse, BOOL has_shadow) {
 
 namespace {
 
-// Launcher cells carry their slot above the tray icons' indexes.
-constexpr NSInteger kLauncherTagBase = 1000;
+NSImage* app_icon(const std::string& location) {
+  return location.empty() ? [NSImage imageNamed:NSImageNameAddTemplate]
+                          : [NSWorkspace.sharedWorkspace iconForFile:ns_string(location)];
+}
+
+// An app that is gone is drawn faint.
+constexpr CGFloat kMissingAppAlpha = 0.45;
+// The icon sits this far inside its cell; the gap around it still belongs to the cell.
+constexpr CGFloat kCellIconInset = 8;
 
 NSButton* app_button(const std::string& location, const std::string& title, bool present, KolvoTrayClickTarget* target,
                      NSInteger tag) {
-  NSImage* image = location.empty() ? [NSImage imageNamed:NSImageNameAddTemplate]
-                                    : [NSWorkspace.sharedWorkspace iconForFile:ns_string(location)];
-  NSButton* button = [NSButton buttonWithImage:image target:target action:@selector(click:)];
+  NSButton* button = [NSButton buttonWithImage:app_icon(location) target:target action:@selector(click:)];
   button.bordered = NO;
   button.imageScaling = NSImageScaleProportionallyUpOrDown;
   button.toolTip = ns_string(title);
-  button.alphaValue = present ? 1.0 : 0.45;
+  button.alphaValue = present ? 1.0 : kMissingAppAlpha;
   button.tag = tag;
   return button;
 }
 
+void show_cell(NSImageView* view, const ui::LauncherCell& cell) {
+  view.image = app_icon(cell.location);
+  view.toolTip = ns_string(cell.title);
+  view.alphaValue = !cell.filled || cell.installed ? 1.0 : kMissingAppAlpha;
+}
+
+NSImageView* picture() {
+  NSImageView* view = [NSImageView imageViewWithImage:[NSImage imageNamed:NSImageNameAddTemplate]];
+  view.imageScaling = NSImageScaleProportionallyUpOrDown;
+  view.editable = NO;
+  return view;
+}
+
 NSRect ns_rect(const dock::Rect& r) { return NSMakeRect(r.x, r.y, r.width, r.height); }
 
-// An overlay panel with glass behind whatever it will draw.
-NSPanel* make_panel(CGFloat corner_radius, BOOL ignores_mouse) {
-  NSPanel* panel = make_overlay_panel(ignores_mouse, /*has_shadow=*/YES);
-
-  // Glass behind whatever the panel will draw.
-  NSVisualEffectView* glass = [[NSVisualEffectView alloc] initWithFrame:NSMakeRect(0, 0, 1, 1)];
-  glass.material = NSVisualEffectMaterialHUDWindow;
-  glass.blendingMode = NSVisualEffectBlendingModeBehindWindow;
-  glass.state = NSVisualEffectStateActive;
-  glass.autoresizingMask = NSViewWidthSizable | NSViewHeightSizable;
-  glass.wantsLayer = YES;
-  glass.layer.cornerRadius = corner_radius;
-  glass.layer.masksToBounds = YES;
-  panel.contentView = glass;
-  return panel;
+NSColor* ns_color(const ui::RGBColor& c, CGFloat alpha = 1) {
+  return [NSColor colorWithSRGBRed:c.red green:c.green blue:c.blue alpha:alpha];
 }
+NSColor* ns_color(const ui::RGBAColor& c) { return ns_color(ui::RGBColor{c.red, c.green, c.blue}, c.alpha); }
+
+NSView* layer_view(CGFloat corner_radius) {
+  NSView* view = [[NSView alloc] initWithFrame:NSMakeRect(0, 0, 1, 1)];
+  view.wantsLayer = YES;
+  view.layer.cornerRadius = corner_radius;
+  view.autoresizingMask = NSViewWidthSizable | NSViewHeightSizable;
+  return view;
+}
+
+// An overlay panel drawn as glass: the blurred desktop, the frost and tint laid over it with a
+// rim of light, and the stage that holds whatever the panel shows.
+struct GlassPanel {
+  NSPanel* panel = nil;
+  NSView* frost = nil;
+  NSView* tint = nil;
+  NSView* stage = nil;
+  // The level a slider or dial shows, for its accent.
+  __weak NSSlider* level = nil;
+
+  GlassPanel(CGFloat corner_radius, BOOL ignores_mouse) {
+    panel = kolvo::platform::make_overlay_panel(ignores_mouse, /*has_shadow=*/YES);
+    NSVisualEffectView* glass = [[NSVisualEffectView alloc] initWithFrame:NSMakeRect(0, 0, 1, 1)];
+    glass.material = NSVisualEffectMaterialHUDWindow;
+    glass.blendingMode = NSVisualEffectBlendingModeBehindWindow;
+    glass.state = NSVisualEffectStateActive;
+    glass.autoresizingMask = NSViewWidthSizable | NSViewHeightSizable;
+    glass.wantsLayer = YES;
+    glass.layer.cornerRadius = corner_radius;
+    glass.layer.masksToBounds = YES;
+    panel.contentView = glass;
+    frost = layer_view(corner_radius);
+    tint = layer_view(corner_radius);
+    tint.layer.borderWidth = 1;
+    stage = [[NSView alloc] initWithFrame:NSMakeRect(0, 0, 1, 1)];
+    stage.autoresizingMask = NSViewWidthSizable | NSViewHeightSizable;
+    for (NSView* view in @[ frost, tint, stage ]) {
+      view.frame = glass.bounds;
+      [glass addSubview:view];
+    }
+  }
+
+  void apply(const ui::PanelGlassStyle& style) const {
+    panel.appearance = [NSAppearance appearanceNamed:style.dark ? NSAppearanceNameDarkAqua : NSAppearanceNameAqua];
+    frost.layer.backgroundColor = ns_color(style.fill).CGColor;
+    tint.layer.backgroundColor = ns_color(style.tint).CGColor;
+    tint.layer.borderColor = ns_color(style.rim).CGColor;
+    level.trackFillColor = ns_color(style.accent);
+  }
+
+  // Takes away what the stage showed.
+  NSView* cleared_stage() const {
+    for (NSView* view in [stage.subviews copy]) [view removeFromSuperview];
+    return stage;
+  }
+};
 
 }  // namespace
 
 struct MacOverlayWindowManager::Panels {
   KolvoTrayClickTarget* tray_target = nil;
-  // The launcher's cells while the tray holds them, in slot order.
-  NSMutableArray<NSButton*>* grid_buttons = nil;
+  // The launcher's grid while the tray holds it: its cells in slot order, the highlight under
+  // the cell a carried app would land in, and the carried app's icon.
+  KolvoLauncherGridView* grid = nil;
+  NSMutableArray<NSImageView*>* grid_cells = nil;
+  NSView* drop_highlight = nil;
+  NSImageView* carried = nil;
   // The tray, slider and dial take the pointer; the cue only shows and lets it through to the
   // corner it marks.
-  NSPanel* tray = make_panel(18, NO);
-  NSPanel* slider = make_panel(overlay::kEdgeSliderWidth / 2, NO);
-  NSPanel* dial = make_panel(overlay::kCornerDialSize / 2, NO);
-  NSPanel* cue = make_panel(overlay::kCornerStripHeight / 2, YES);
+  GlassPanel tray{18, NO};
+  GlassPanel slider{overlay::kEdgeSliderWidth / 2, NO};
+  GlassPanel dial{overlay::kCornerDialSize / 2, NO};
+  GlassPanel cue{overlay::kCornerStripHeight / 2, YES};
 
-  NSPanel* of(Kind kind) const {
+  GlassPanel& of(Kind kind) {
     switch (kind) {
       case Kind::tray: return tray;
       case Kind::slider: return slider;
       case Kind::dial: return dial;
       case Kind::cue: return cue;
     }
-    return nil;
+    return tray;
   }
 };
 
@@ -105,33 +201,42 @@ MacOverlayWindowManager::MacOverlayWindowManager(overlay::PanelPlacement placeme
                                                  const base::WallClock& clock, base::DiagnosticsLog& log,
                                                  std::unique_ptr<ui::TrayModel> tray_model,
                                                  std::unique_ptr<ui::ControlPanelModel> controls,
-                                                 ui::ControlAppearanceStore& appearance, ui::AccentColorStore& accent)
+                                                 std::unique_ptr<ui::PanelLook> look)
     : placement_(placement),
       dock_(dock),
       clock_(clock),
       log_(log),
       tray_model_(std::move(tray_model)),
       controls_(std::move(controls)),
-      appearance_(appearance),
-      accent_(accent),
+      look_(std::move(look)),
       panels_(std::make_unique<Panels>()) {
   panels_->tray_target = [KolvoTrayClickTarget new];
   panels_->tray_target.clicked = ^(NSInteger tag) {
-    if (tag >= kLauncherTagBase) {
-      clicked_launcher_cell(static_cast<std::size_t>(tag - kLauncherTagBase));
-    } else {
-      clicked_tray_icon(static_cast<std::size_t>(tag));
-    }
+    clicked_tray_icon(static_cast<std::size_t>(tag));
   };
   // Dragging the tray upward pulls the launcher out of it.
   expansion_ = std::make_unique<MacExpansionGestureMonitor>(
-      (__bridge void*)panels_->tray.contentView,
+      (__bridge void*)panels_->tray.panel.contentView,
       overlay::DockExpansionGesture{
           .on_progress = [this](double progress) { set_expansion(progress); },
           .on_commit = [this](bool expand, double) { set_expansion(expand ? 1 : 0); },
           .current_progress = [this] { return expansion_progress_; },
           .scroll_expansion_allowed = [this] { return tray_.has_value(); },
+          .press_taken_by_content = [this](dock::Point p) { return launcher_takes_press(p); },
       });
+  // Open panels change with the settings while they are shown; closed ones are ready when shown.
+  apply_look(look_->style());
+  look_subscription_ = look_->observable().subscribe([this](const ui::PanelGlassStyle& style) { apply_look(style); });
+  // A drop, a chosen app or the settings window: the open grid shows the slots as they are now.
+  launcher_subscription_ = tray_model_->observe_launcher([this] { refresh_grid(); });
+}
+
+void MacOverlayWindowManager::apply_look(const ui::PanelGlassStyle& style) {
+  for (const Kind kind : {Kind::tray, Kind::slider, Kind::dial, Kind::cue}) panels_->of(kind).apply(style);
+  if (panels_->drop_highlight) {
+    panels_->drop_highlight.layer.backgroundColor = ns_color(style.accent, 0.28).CGColor;
+    panels_->drop_highlight.layer.borderColor = ns_color(style.accent).CGColor;
+  }
 }
 
 void MacOverlayWindowManager::set_expansion(double progress) {
@@ -139,34 +244,55 @@ void MacOverlayWindowManager::set_expansion(double progress) {
   if (!tray_) return;
   const dock::Rect tray = placement_.tray_frame(tray_->screen, tray_->side);
   const dock::Rect frame = ui::expanded_tray_frame(tray, tray_->side, tray_->screen.frame, expansion_progress_);
-  [panels_->tray setFrame:ns_rect(frame) display:YES];
-  // Under a drag only the frames move: the buttons and their icons are made once per opening.
-  if (panels_->grid_buttons.count == catalog::AppLauncherStore::kSlotCount) {
+  [panels_->tray.panel setFrame:ns_rect(frame) display:YES];
+  // Under a drag only the frames move: the cells and their icons are made once per opening.
+  if (panels_->grid_cells.count == catalog::AppLauncherStore::kSlotCount) {
     layout_grid();
   } else {
     fill_tray();
   }
 }
 
+namespace {
+
+// Where the launcher's grid sits in the tray's stage: above the tray's row, inside the padding.
+dock::Rect grid_frame(NSSize stage, double tray_height) {
+  return {ui::kTrayPadding, tray_height, stage.width - 2 * ui::kTrayPadding,
+          stage.height - tray_height - ui::kTrayPadding};
+}
+
+}  // namespace
+
 void MacOverlayWindowManager::layout_grid() {
   const dock::Rect tray = placement_.tray_frame(tray_->screen, tray_->side);
-  const NSSize size = panels_->tray.contentView.bounds.size;
-  const double grid_height = size.height - tray.height - ui::kTrayPadding;
-  const double grid_width = size.width - 2 * ui::kTrayPadding;
-  const bool shown = expansion_progress_ > 0 && grid_height >= ui::kLauncherCellSide;
-  const auto frames = ui::launcher_cell_frames(grid_width, grid_height);
-  for (NSUInteger i = 0; i < panels_->grid_buttons.count; ++i) {
-    NSButton* button = panels_->grid_buttons[i];
-    button.hidden = !shown;
-    const dock::Rect& r = frames[i];
-    button.frame = NSInsetRect(NSMakeRect(ui::kTrayPadding + r.x, tray.height + r.y, r.width, r.height), 8, 8);
+  const dock::Rect grid = grid_frame(panels_->tray.stage.bounds.size, tray.height);
+  panels_->grid.hidden = !(expansion_progress_ > 0 && grid.height >= ui::kLauncherCellSide);
+  panels_->grid.frame = ns_rect(grid);
+  const auto frames = ui::launcher_cell_frames(grid.width, grid.height);
+  for (NSUInteger i = 0; i < panels_->grid_cells.count && i < grid_cells_.size(); ++i) {
+    grid_cells_[i].frame = frames[i];
+    panels_->grid_cells[i].frame = NSInsetRect(ns_rect(frames[i]), kCellIconInset, kCellIconInset);
   }
 }
 
+void MacOverlayWindowManager::refresh_grid() {
+  if (!tray_ || panels_->grid == nil) return;
+  const NSSize size = panels_->grid.bounds.size;
+  grid_cells_ = tray_model_->launcher_cells(size.width, size.height);
+  for (NSUInteger i = 0; i < panels_->grid_cells.count && i < grid_cells_.size(); ++i) {
+    show_cell(panels_->grid_cells[i], grid_cells_[i]);
+  }
+  layout_grid();
+}
+
 void MacOverlayWindowManager::fill_tray() {
-  NSView* content = panels_->tray.contentView;
-  for (NSView* view in [content.subviews copy]) [view removeFromSuperview];
-  panels_->grid_buttons = [NSMutableArray array];
+  end_launcher_drag();
+  NSView* content = panels_->tray.cleared_stage();
+  panels_->grid = nil;
+  panels_->grid_cells = [NSMutableArray array];
+  panels_->drop_highlight = nil;
+  panels_->carried = nil;
+  grid_cells_.clear();
   if (!tray_) return;
   const dock::Rect tray = placement_.tray_frame(tray_->screen, tray_->side);
   const double dock_height = dock_.geometry_for(tray_->screen).dock_rect.height;
@@ -179,15 +305,100 @@ void MacOverlayWindowManager::fill_tray() {
     button.frame = ns_rect(icons[i].frame);
     [content addSubview:button];
   }
-  const double grid_height = size.height - tray.height - ui::kTrayPadding;
-  if (expansion_progress_ <= 0 || grid_height < ui::kLauncherCellSide) return;
-  for (const ui::LauncherCell& cell : tray_model_->launcher_cells(size.width - 2 * ui::kTrayPadding, grid_height)) {
-    NSButton* button = app_button(cell.location, cell.title, !cell.filled || cell.installed, panels_->tray_target,
-                                  kLauncherTagBase + static_cast<NSInteger>(cell.slot));
-    [content addSubview:button];
-    [panels_->grid_buttons addObject:button];
+  const dock::Rect grid = grid_frame(size, tray.height);
+  if (expansion_progress_ <= 0 || grid.height < ui::kLauncherCellSide) return;
+
+  KolvoLauncherGridView* view = [[KolvoLauncherGridView alloc] initWithFrame:ns_rect(grid)];
+  view.pressed = ^(NSPoint p) {
+    grid_pressed({p.x, p.y});
+  };
+  view.dragged = ^(NSPoint p) {
+    grid_dragged({p.x, p.y});
+  };
+  view.released = ^(NSPoint p) {
+    grid_released({p.x, p.y});
+  };
+  // Under the cells, so the icon over it stays clear.
+  NSView* highlight = [[NSView alloc] initWithFrame:NSZeroRect];
+  highlight.wantsLayer = YES;
+  highlight.layer.cornerRadius = 10;
+  highlight.layer.borderWidth = 1.5;
+  highlight.hidden = YES;
+  [view addSubview:highlight];
+  for (const ui::LauncherCell& cell : tray_model_->launcher_cells(grid.width, grid.height)) {
+    NSImageView* picture_view = picture();
+    show_cell(picture_view, cell);
+    [view addSubview:picture_view];
+    [panels_->grid_cells addObject:picture_view];
+    grid_cells_.push_back(cell);
   }
+  // Over everything: the app being carried.
+  NSImageView* carried = picture();
+  carried.hidden = YES;
+  [view addSubview:carried];
+  [content addSubview:view];
+  panels_->grid = view;
+  panels_->drop_highlight = highlight;
+  panels_->carried = carried;
+  apply_look(look_->style());
   layout_grid();
+}
+
+bool MacOverlayWindowManager::launcher_takes_press(dock::Point point) const {
+  KolvoLauncherGridView* grid = panels_->grid;
+  if (!tray_ || grid == nil || grid.hidden) return false;
+  const NSPoint in_window = [panels_->tray.panel convertPointFromScreen:NSMakePoint(point.x, point.y)];
+  const NSPoint p = [grid convertPoint:in_window fromView:nil];
+  return ui::launcher_press_picks_up(grid_cells_, {p.x, p.y});
+}
+
+void MacOverlayWindowManager::grid_pressed(dock::Point point) {
+  end_launcher_drag();
+  launcher_drag_ = ui::LauncherDrag::press(grid_cells_, point);
+}
+
+void MacOverlayWindowManager::grid_dragged(dock::Point point) {
+  if (!launcher_drag_) return;
+  const bool was_dragging = launcher_drag_->dragging();
+  launcher_drag_->move_to(point);
+  if (!launcher_drag_->dragging()) return;
+  const std::size_t slot = launcher_drag_->pressed_slot();
+  if (!was_dragging && slot < panels_->grid_cells.count) {
+    // Picked up: the icon leaves a ghost in its cell and follows the pointer.
+    NSImageView* source = panels_->grid_cells[slot];
+    panels_->carried.image = source.image;
+    panels_->carried.hidden = NO;
+    source.alphaValue = 0.25;
+  }
+  panels_->carried.frame = NSInsetRect(ns_rect(launcher_drag_->floating_frame()), kCellIconInset, kCellIconInset);
+  const auto target = launcher_drag_->target();
+  panels_->drop_highlight.hidden = !target;
+  if (target) {
+    panels_->drop_highlight.frame = NSInsetRect(ns_rect(grid_cells_[*target].frame), 3, 3);
+  }
+}
+
+void MacOverlayWindowManager::grid_released(dock::Point point) {
+  if (!launcher_drag_) return;
+  const ui::LauncherRelease release = launcher_drag_->release(point);
+  end_launcher_drag();
+  if (release.clicked) {
+    clicked_launcher_cell(*release.clicked);
+  } else {
+    tray_model_->drop_in_launcher(release.drop);
+  }
+}
+
+void MacOverlayWindowManager::end_launcher_drag() {
+  if (launcher_drag_ && launcher_drag_->dragging()) {
+    const std::size_t slot = launcher_drag_->pressed_slot();
+    if (slot < panels_->grid_cells.count && slot < grid_cells_.size()) {
+      show_cell(panels_->grid_cells[slot], grid_cells_[slot]);
+    }
+  }
+  launcher_drag_.reset();
+  panels_->carried.hidden = YES;
+  panels_->drop_highlight.hidden = YES;
 }
 
 void MacOverlayWindowManager::clicked_tray_icon(std::size_t index) {
@@ -211,12 +422,13 @@ void MacOverlayWindowManager::clicked_launcher_cell(std::size_t slot) {
   [NSApp activateIgnoringOtherApps:YES];
   if ([chooser runModal] == NSModalResponseOK && chooser.URL != nil) {
     tray_model_->assign_launcher_slot(slot, utf8(chooser.URL.path));
-    fill_tray();
   }
 }
 
 MacOverlayWindowManager::~MacOverlayWindowManager() {
-  for (const Kind kind : {Kind::tray, Kind::slider, Kind::dial, Kind::cue}) [panels_->of(kind) orderOut:nil];
+  look_subscription_.reset();
+  launcher_subscription_.reset();
+  for (const Kind kind : {Kind::tray, Kind::slider, Kind::dial, Kind::cue}) [panels_->of(kind).panel orderOut:nil];
 }
 
 std::optional<dock::ScreenInfo> MacOverlayWindowManager::pointer_screen() const {
@@ -237,9 +449,7 @@ dock::Rect MacOverlayWindowManager::frame_for(Kind kind, const Open& open) {
 
 void MacOverlayWindowManager::show(Kind kind, std::optional<Open>& slot, Open open) {
   const dock::Rect frame = frame_for(kind, open);
-  NSPanel* panel = panels_->of(kind);
-  // The panels draw light or dark as the control-appearance setting says, whatever the system does.
-  panel.appearance = [NSAppearance appearanceNamed:appearance_.dark() ? NSAppearanceNameDarkAqua : NSAppearanceNameAqua];
+  NSPanel* panel = panels_->of(kind).panel;
   [panel setFrame:ns_rect(frame) display:YES];
   // Front without activating Kolvo: the panel is non-activating and the app stays inactive.
   [panel orderFrontRegardless];
@@ -247,7 +457,7 @@ void MacOverlayWindowManager::show(Kind kind, std::optional<Open>& slot, Open op
 }
 
 void MacOverlayWindowManager::hide(Kind kind, std::optional<Open>& slot) {
-  [panels_->of(kind) orderOut:nil];
+  [panels_->of(kind).panel orderOut:nil];
   slot.reset();
 }
 
@@ -277,6 +487,7 @@ void MacOverlayWindowManager::show_hidden_dock(overlay::DockSide side, bool pinn
 }
 
 void MacOverlayWindowManager::hide_hidden_dock() {
+  end_launcher_drag();
   hide(Kind::tray, tray_);
   pinned_ = false;
   expansion_progress_ = 0;
@@ -299,8 +510,9 @@ void MacOverlayWindowManager::show_dial(prefs::Corner corner, prefs::CornerContr
 }
 
 void MacOverlayWindowManager::fill_control(Kind kind, prefs::CornerControlMode mode) {
-  NSView* content = panels_->of(kind).contentView;
-  for (NSView* view in [content.subviews copy]) [view removeFromSuperview];
+  GlassPanel& panel = panels_->of(kind);
+  NSView* content = panel.cleared_stage();
+  panel.level = nil;
   const ui::ControlFace face = controls_->face(mode);
   const NSRect bounds = content.bounds;
   NSTextField* label = [NSTextField labelWithString:ns_string(face.detail.empty() ? face.title : face.detail)];
@@ -315,8 +527,8 @@ void MacOverlayWindowManager::fill_control(Kind kind, prefs::CornerControlMode m
     slider.vertical = !dial;
     if (dial) slider.sliderType = NSSliderTypeCircular;
     slider.continuous = YES;
-    const ui::RGBColor& tint = accent_.color();
-    slider.trackFillColor = [NSColor colorWithSRGBRed:tint.red green:tint.green blue:tint.blue alpha:1];
+    slider.trackFillColor = ns_color(look_->style().accent);
+    panel.level = slider;
     slider.frame = dial ? NSInsetRect(bounds, 30, 30) : NSMakeRect(NSMidX(bounds) - 12, 12, 24, NSHeight(bounds) - 40);
     KolvoTrayClickTarget* target = [KolvoTrayClickTarget new];
     __weak NSSlider* weak_slider = slider;
