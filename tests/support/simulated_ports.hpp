@@ -45,6 +45,8 @@ inline app::PlatformPorts simulated_ports(std::shared_ptr<SimulatedMachine> mach
           .report_simulated_changes = {},
           .update_feed_url = {},
           .make_update_feed_fetcher = {},
+          // No machine counters and no responder: the suites never read this machine's load or
+          // announce themselves on the network unless a test asks for it.
           .system_stats = nullptr,
           .make_dns_service_registrar = {}};
 }

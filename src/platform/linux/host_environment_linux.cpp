@@ -1,8 +1,10 @@
 #include <cstdlib>
 
 #include "platform/host_ports.hpp"
+#include "platform/linux/dns_service_registrar_linux.hpp"
 #include "platform/linux/json_file_preference_store_linux.hpp"
 #include "platform/linux/process_environment_linux.hpp"
+#include "platform/linux/system_stats_linux.hpp"
 #include "platform/linux/update_feed_fetcher_linux.hpp"
 #include "platform/sim/simulated_desktop.hpp"
 #include "platform/sim/simulated_mac.hpp"
@@ -82,8 +84,10 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
               .make_update_feed_fetcher = [](base::Executor& main) -> std::unique_ptr<update::UpdateFeedFetcher> {
                 return std::make_unique<CurlUpdateFeedFetcher>(main);
               },
-              .system_stats = nullptr,
-              .make_dns_service_registrar = {},
+              // The statistics and the advertising are this machine's own, not the simulated Mac's:
+              // a phone driving the host sees the load and the name of the computer it runs on.
+              .system_stats = std::make_shared<LinuxSystemStats>(),
+              .make_dns_service_registrar = linux_dns_service_registrar_factory(),
           },
           {}};
 }

@@ -37,6 +37,7 @@ struct MacHost {
   MacApplicationOpener opener;
   MacFocusedApplicationMonitor focused;
   MacPreferenceStore dock_domain{"com.apple.dock"};
+  MacSystemStats stats;
 };
 
 }  // namespace
@@ -123,8 +124,8 @@ app::PlatformPorts make_mac_platform_ports(const HostIdentity& identity) {
       .make_update_feed_fetcher = [](base::Executor& main) -> std::unique_ptr<update::UpdateFeedFetcher> {
         return std::make_unique<MacUpdateFeedFetcher>(main);
       },
-      .system_stats = nullptr,
-      .make_dns_service_registrar = {},
+      .system_stats = share(&host->stats),
+      .make_dns_service_registrar = mac_dns_service_registrar_factory(),
   };
 }
 

@@ -17,6 +17,8 @@
 #include "catalog/application_opener.hpp"
 #include "catalog/focused_application_monitor.hpp"
 #include "controls/control_ports.hpp"
+#include "deck/server/dns_service_registrar.hpp"
+#include "deck/server/system_stats.hpp"
 #include "dock/accessibility_trust.hpp"
 #include "overlay/dock_expansion_gesture.hpp"
 #include "overlay/hover_monitor.hpp"
@@ -172,6 +174,17 @@ class MacUpdateFeedFetcher final : public update::UpdateFeedFetcher {
   struct Objects;
   std::shared_ptr<Objects> objects_;
 };
+
+// The processor's load counters (host_statistics), the virtual-memory counters over hw.memsize,
+// the boot volume (statfs) and the internal battery (IOKit power sources).
+class MacSystemStats final : public deck::SystemStatsPort {
+ public:
+  deck::SystemReadings read(const std::vector<prefs::KolvoDeckStatKind>& kinds) const override;
+};
+
+// Registrations with mDNSResponder through dns_sd in libSystem, named after the computer's
+// name as set in System Settings.
+deck::DnsServiceRegistrarFactory mac_dns_service_registrar_factory();
 
 // The main dispatch queue as the program's main loop.
 class MainQueueExecutor final : public base::Executor {
