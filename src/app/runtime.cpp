@@ -146,18 +146,24 @@ deck::KolvoDeckTrustStore& Runtime::deck_trust() {
 deck::KolvoDeckServer& Runtime::make_deck_server(asio::io_context& network, deck::DeckApprovalPrompt& prompt) {
   if (deck_server_) return *deck_server_;
   deck_link_ = std::make_unique<DeckLink>(*this);
-  deck_server_ = std::make_unique<deck::KolvoDeckServer>(deck::DeckServerPorts{.network = network,
-                                                                               .main = main_,
-                                                                               .log = log_,
-                                                                               .trust = deck_trust(),
-                                                                               .prompt = prompt,
-                                                                               .mac = *deck_link_,
-                                                                               .advertise = {},
-                                                                               .withdraw = {}});
+  deck_advertiser_ = std::make_unique<deck::BonjourAdvertiser>(ports_.make_dns_service_registrar, main_, log_);
+  deck_server_ = std::make_unique<deck::KolvoDeckServer>(
+      deck::DeckServerPorts{.network = network,
+                            .main = main_,
+                            .log = log_,
+                            .trust = deck_trust(),
+                            .prompt = prompt,
+                            .mac = *deck_link_,
+                            .advertise = [this](std::uint16_t port) { deck_advertiser_->start(port); },
+                            .withdraw = [this] { deck_advertiser_->stop(); }});
   return *deck_server_;
 }
 
-std::vector<deck::KolvoDeckStat> Runtime::deck_stats(const std::vector<prefs::KolvoDeckStatKind>&) { return {}; }
+std::vector<deck::KolvoDeckStat> Runtime::deck_stats(const std::vector<prefs::KolvoDeckStatKind>& kinds) {
+  if (!ports_.system_stats) return {};
+  if (!deck_stats_) deck_stats_ = std::make_unique<deck::KolvoDeckStatsCollector>(*ports_.system_stats, main_);
+  return deck_stats_->sample(kinds);
+}
 
 void Runtime::load_for_launch() {
   settings_.load_all();

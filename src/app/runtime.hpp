@@ -12,6 +12,8 @@
 #include "base/executor.hpp"
 #include "base/notification_center.hpp"
 #include "controls/control_services.hpp"
+#include "deck/server/bonjour_advertiser.hpp"
+#include "deck/server/deck_stats_collector.hpp"
 #include "deck/server/deck_trust_store.hpp"
 #include "deck/server/kolvo_deck_server.hpp"
 #include "dock/dock_services.hpp"
@@ -119,6 +121,8 @@ class Runtime {
   std::unique_ptr<update::UpdateNoticeController> update_notice_;
   std::unique_ptr<deck::KolvoDeckTrustStore> deck_trust_;
   std::unique_ptr<DeckLink> deck_link_;
+  std::unique_ptr<deck::KolvoDeckStatsCollector> deck_stats_;
+  std::unique_ptr<deck::BonjourAdvertiser> deck_advertiser_;
   // Declared last: it is stopped before anything it reads goes.
   std::unique_ptr<deck::KolvoDeckServer> deck_server_;
 };

@@ -91,4 +91,16 @@ std::string repaired_utf8(std::string_view bytes) {
   return out;
 }
 
+std::string truncated_utf8(std::string_view bytes, std::size_t max_bytes) {
+  std::string text = repaired_utf8(bytes);
+  std::size_t kept = 0;
+  while (kept < text.size()) {
+    const auto step = utf8_step(reinterpret_cast<const std::uint8_t*>(text.data()) + kept, text.size() - kept);
+    if (kept + step.length > max_bytes) break;
+    kept += step.length;
+  }
+  text.resize(kept);
+  return text;
+}
+
 }  // namespace kolvo::base

@@ -32,4 +32,7 @@ void append_utf8(std::string& out, std::uint32_t c);
 // process's output) that may be cut mid-character.
 std::string repaired_utf8(std::string_view bytes);
 
+// The repaired text cut to at most `max_bytes`, only between characters.
+std::string truncated_utf8(std::string_view bytes, std::size_t max_bytes);
+
 }  // namespace kolvo::base

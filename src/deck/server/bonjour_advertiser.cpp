@@ -22,15 +22,7 @@ std::string BonjourAdvertiser::instance_name(std::string_view computer_name, int
   const std::string suffix = number > 1 ? " (" + std::to_string(number) + ")" : "";
   // A name cut mid-character, or one the system handed over ill-formed, would be refused by
   // the responder; repair first, then cut only between characters.
-  const std::string name = base::repaired_utf8(computer_name);
-  const std::size_t room = kMaxNameBytes - suffix.size();
-  std::size_t kept = 0;
-  while (kept < name.size()) {
-    const auto step = base::utf8_step(reinterpret_cast<const std::uint8_t*>(name.data()) + kept, name.size() - kept);
-    if (kept + step.length > room) break;
-    kept += step.length;
-  }
-  return name.substr(0, kept) + suffix;
+  return base::truncated_utf8(computer_name, kMaxNameBytes - suffix.size()) + suffix;
 }
 
 void BonjourAdvertiser::start(std::uint16_t port) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "base/base64.hpp"
+#include "base/utf8.hpp"
 #include "deck/protocol/deck_framing.hpp"
 
 namespace kolvo::deck {
@@ -153,9 +154,13 @@ void KolvoDeckServer::hello(KolvoDeckSession& session, const HelloMessage& hello
   session.said_hello = true;
   hello_deadlines_.erase(session.serial());
   const bool named = hello.device_name && !hello.device_name->empty();
-  if (hello.device_id && !hello.device_id->empty()) session.device_id = hello.device_id;
+  // No phone's id or name comes near these; longer ones are not an identity to remember or a
+  // name to put in an alert.
+  if (hello.device_id && !hello.device_id->empty() && hello.device_id->size() <= kMaximumDeviceIdBytes) {
+    session.device_id = hello.device_id;
+  }
   if (named) {
-    session.device_name = *hello.device_name;
+    session.device_name = base::truncated_utf8(*hello.device_name, kMaximumDeviceNameBytes);
   } else if (!session.device_name) {
     // A trusted phone that sends no name keeps the one it was trusted under.
     const auto* trusted = session.device_id ? ports_.trust.device(*session.device_id) : nullptr;

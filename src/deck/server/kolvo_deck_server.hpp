@@ -49,6 +49,8 @@ class KolvoDeckServer final : public DeckServiceControl {
   static constexpr base::Duration kPollInterval = std::chrono::seconds(1);
   static constexpr std::size_t kIconCacheCapacity = 256;
   static constexpr std::string_view kDefaultDeviceName = "iPhone";
+  static constexpr std::size_t kMaximumDeviceIdBytes = 256;
+  static constexpr std::size_t kMaximumDeviceNameBytes = 128;
 
   explicit KolvoDeckServer(DeckServerPorts ports);
   ~KolvoDeckServer() override;

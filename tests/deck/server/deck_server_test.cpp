@@ -141,6 +141,21 @@ TEST_F(DeckServerTest, APhoneWithoutAnIdIsApprovedForThisConnectionOnly) {
   EXPECT_TRUE(runtime_->deck_trust().devices().empty());
 }
 
+TEST_F(DeckServerTest, AnOutlandishIdOrNameIsNeitherRememberedNorShownWhole) {
+  auto phone = connect();
+  const std::string id(KolvoDeckServer::kMaximumDeviceIdBytes + 1, 'i');
+  std::string name;
+  while (name.size() < 4 * KolvoDeckServer::kMaximumDeviceNameBytes) name += "\u00E9";  // two bytes each
+  phone->send(HelloMessage{id, name, std::nullopt});
+  ASSERT_TRUE(pump({phone.get()}, [&] { return prompt_.showing(); }));
+  const auto& asked = prompt_.presented.at(0);
+  EXPECT_EQ(asked.key.rfind("connection-", 0), 0u);
+  EXPECT_EQ(asked.device_name, name.substr(0, KolvoDeckServer::kMaximumDeviceNameBytes));
+  prompt_.say(true);
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::approved) == 1; }));
+  EXPECT_TRUE(runtime_->deck_trust().devices().empty());
+}
+
 TEST_F(DeckServerTest, ARepeatedHelloWhileTheQuestionIsOpenAsksOnce) {
   auto phone = connect();
   for (int i = 0; i < 3; ++i) phone->send(HelloMessage{"PHONE-C", "Carl", std::nullopt});
