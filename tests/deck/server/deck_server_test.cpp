@@ -418,6 +418,40 @@ TEST_F(DeckServerTest, TurningTheDeckOffAndOnAgainApprovesTrustedPhonesSilently)
   EXPECT_EQ(server_->connected_device_names().get(), std::vector<std::string>{"Anna's iPhone"});
 }
 
+TEST_F(DeckServerTest, TheDeckPageShowsTheServerAndRemovesATrustedPhone) {
+  auto phone = approved_phone();
+  auto pages = runtime_->settings_pages({});
+  const auto texts_and_lists = [&] {
+    std::vector<std::string> out;
+    for (const auto& section : pages.content(ui::SettingsPage::deck).sections) {
+      for (const auto& row : section.rows) {
+        if (const auto* text = std::get_if<ui::TextRow>(&row)) out.push_back(text->text);
+        if (const auto* list = std::get_if<ui::ListRow>(&row)) {
+          for (const auto& item : list->items) out.push_back(list->id + ": " + item.title + " / " + item.detail);
+          if (list->items.empty()) out.push_back(list->id + ": " + list->empty_text);
+        }
+      }
+    }
+    return out;
+  };
+  const auto shown = texts_and_lists();
+  const auto has = [](const std::vector<std::string>& lines, const std::string& line) {
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
+  };
+  EXPECT_TRUE(has(shown, "Running on port " + std::to_string(port_)));
+  EXPECT_TRUE(has(shown, "connectedPhones: Anna's iPhone / Connected"));
+  EXPECT_TRUE(has(shown, "trustedPhones: Anna's iPhone / Trusted since 2026-05-09 06:13:20 +0000"));
+
+  EXPECT_TRUE(pages.handle(ui::SettingsPage::deck, {"forgetPhone", std::string("PHONE-A")}).done);
+  EXPECT_FALSE(runtime_->deck_trust().contains("PHONE-A"));
+  EXPECT_TRUE(has(texts_and_lists(), "trustedPhones: No iPhone is trusted yet."));
+  EXPECT_FALSE(pages.handle(ui::SettingsPage::deck, {"forgetPhone", std::string("PHONE-A")}).done);
+
+  server_->stop();
+  EXPECT_TRUE(has(texts_and_lists(), "Not running"));
+  EXPECT_TRUE(has(texts_and_lists(), "connectedPhones: No iPhone is connected."));
+}
+
 TEST(DeckServerStart, APortInUseIsReportedAsTheLastError) {
   auto machine = std::make_shared<testing::SimulatedMachine>();
   base::ManualExecutor main;
