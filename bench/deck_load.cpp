@@ -258,6 +258,21 @@ int main(int argc, char** argv) {
     return 1;
   }
 
+  // The idle figure first, from a host that has served nothing else yet.
+  auto idle = connect_phones(port, 2);
+  std::this_thread::sleep_for(std::chrono::seconds(2));
+  const auto start = process_use(host);
+  const auto began = Clock::now();
+  // The phones read what arrives, as real ones do, while nothing changes.
+  while (Clock::now() - began < std::chrono::seconds(idle_seconds)) {
+    for (auto& p : idle) drain(p, [](const KolvoDeckMessage&) {});
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  }
+  const auto end = process_use(host);
+  const double seconds = std::chrono::duration<double>(Clock::now() - began).count();
+  std::printf("idle with 2 phones for %.0f s: %.3f %% of one core, %ld KiB resident\n", seconds,
+              100 * (end.cpu_seconds - start.cpu_seconds) / seconds, end.rss_kib);
+  close_phones(idle);
   int step = 0;
   for (const std::size_t count : {std::size_t{1}, std::size_t{50}}) {
     auto phones = connect_phones(port, count);
@@ -275,20 +290,6 @@ int main(int argc, char** argv) {
     close_phones(phones);
   }
 
-  auto idle = connect_phones(port, 2);
-  std::this_thread::sleep_for(std::chrono::seconds(2));
-  const auto start = process_use(host);
-  const auto began = Clock::now();
-  // The phones read what arrives, as real ones do, while nothing changes.
-  while (Clock::now() - began < std::chrono::seconds(idle_seconds)) {
-    for (auto& p : idle) drain(p, [](const KolvoDeckMessage&) {});
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-  }
-  const auto end = process_use(host);
-  const double seconds = std::chrono::duration<double>(Clock::now() - began).count();
-  std::printf("idle with 2 phones for %.0f s: %.3f %% of one core, %ld KiB resident\n", seconds,
-              100 * (end.cpu_seconds - start.cpu_seconds) / seconds, end.rss_kib);
-  close_phones(idle);
   ::kill(host, SIGTERM);
   ::waitpid(host, nullptr, 0);
   std::filesystem::remove_all(home);

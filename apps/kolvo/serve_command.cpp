@@ -75,6 +75,11 @@ int run_serve(Arguments arguments) {
   HostApprovalPrompt prompt(host->loop().context(), report("Deck"), STDIN_FILENO);
   deck::KolvoDeckServer& deck_server = runtime.make_deck_server(host->loop().context(), prompt);
   deck_server.set_requested_port(deck_port);
+  // Stopped before the prompt goes, however this function ends.
+  struct StopDeck {
+    deck::KolvoDeckServer& server;
+    ~StopDeck() { server.stop(); }
+  } stop_deck{deck_server};
   std::vector<base::Subscription> deck_reports;
   deck_reports.push_back(deck_server.listening_port().subscribe([](const std::optional<std::uint16_t>& port) {
     if (port) std::cout << "Kolvo Deck listening on port " << *port << std::endl;
@@ -132,8 +137,6 @@ int run_serve(Arguments arguments) {
   std::cout << "[Host] serving on the simulated Mac; preferences in " << runtime.ports().preferences_location
             << "; stop with Ctrl-C" << std::endl;
   host->loop().run();
-  // The prompt goes before the runtime that owns the server.
-  deck_server.stop();
   return 0;
 }
 

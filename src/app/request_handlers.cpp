@@ -216,10 +216,11 @@ class Handlers {
     report.primary = launch(request.primary_bundle_id);
     report.secondary = launch(request.secondary_bundle_id);
     const bool first = succeeded(report.primary), second = succeeded(*report.secondary);
-    const auto text = [&](const LaunchReport& r) {
-      return request.primary_bundle_id + " " + std::string(deck::kLaunchOutcomeTable.to_string(r.primary)) + ", " +
-             request.secondary_bundle_id + " " + std::string(deck::kLaunchOutcomeTable.to_string(*r.secondary)) +
-             "; layout " + std::string(deck::kLaunchLayoutOutcomeTable.to_string(*r.layout));
+    // Copies the ids: the arrangement may answer long after the request is gone.
+    const auto text = [primary = request.primary_bundle_id, secondary = request.secondary_bundle_id](const LaunchReport& r) {
+      return primary + " " + std::string(deck::kLaunchOutcomeTable.to_string(r.primary)) + ", " + secondary + " " +
+             std::string(deck::kLaunchOutcomeTable.to_string(*r.secondary)) + "; layout " +
+             std::string(deck::kLaunchLayoutOutcomeTable.to_string(*r.layout));
     };
     using Pair = deck::KolvoDeckLaunchPairOutcome;
     using Layout = deck::KolvoDeckLaunchLayoutOutcome;

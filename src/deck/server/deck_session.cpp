@@ -45,6 +45,9 @@ void KolvoDeckSession::received(std::vector<std::uint8_t> bytes) {
   // A stream out of step cannot be trusted from its start: the frames cut before the fault in
   // this read go with the connection rather than being acted on.
   if (result.error) return close("framing error: " + result.error->description());
+  if (!is_approved && buffer_.size() > kMaximumUnapprovedBuffer) {
+    return close("more than " + std::to_string(kMaximumUnapprovedBuffer) + " bytes of one frame before approval");
+  }
   const auto self = shared_from_this();  // a handler may close the session and drop its owner's reference
   for (const auto& frame : result.frames) {
     if (closed_) return;

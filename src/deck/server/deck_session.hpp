@@ -33,6 +33,10 @@ class RecentRequestIds {
 // was last sent to it.
 class KolvoDeckSession : public std::enable_shared_from_this<KolvoDeckSession> {
  public:
+  // What a phone may have sent and not yet had cut into frames before it is approved: a hello
+  // is a few hundred bytes, and a stranger should not make the Mac hold megabytes.
+  static constexpr std::size_t kMaximumUnapprovedBuffer = 64 * 1024;
+
   struct Callbacks {
     std::function<void(KolvoDeckSession&, const KolvoDeckMessage&)> message;
     // The connection ended, whoever ended it. Called once.
@@ -58,6 +62,10 @@ class KolvoDeckSession : public std::enable_shared_from_this<KolvoDeckSession> {
   std::optional<std::string> device_name;
   bool is_approved = false;
   bool said_hello = false;
+  // The question this connection put to the user, while it is open.
+  std::optional<std::string> asking_key;
+  // Refused: only the close that follows the "denied" it was sent.
+  bool denied = false;
   std::optional<std::string> last_icon_bundle_id;
   std::set<std::string> sent_launch_icons;
   std::optional<std::vector<KolvoDeckLaunchItem>> last_launch_items;

@@ -1,6 +1,7 @@
 #include "deck/server/kolvo_deck_server.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "base/base64.hpp"
 #include "base/utf8.hpp"
@@ -105,12 +106,15 @@ void KolvoDeckServer::accepted(std::shared_ptr<DeckConnection> connection) {
   if (!listener_) return connection->close();
   // Phones that have not been approved cost memory and attention; past the limit the one that
   // has waited longest gives way, so a flood never locks the user's own phone out.
+  // Those that never said hello go first, so a flood does not take down the question the user
+  // is about to answer.
   std::vector<std::shared_ptr<KolvoDeckSession>> waiting;
   for (const auto& s : sessions_) {
     if (!s->is_approved && !s->is_closed()) waiting.push_back(s);
   }
   if (waiting.size() >= kMaximumUnapprovedSessions) {
-    waiting.front()->close("too many unapproved connections; the oldest is closed");
+    const auto silent = std::find_if(waiting.begin(), waiting.end(), [](const auto& s) { return !s->said_hello; });
+    (silent != waiting.end() ? *silent : waiting.front())->close("too many unapproved connections; the oldest is closed");
   }
   const std::uint64_t serial = next_serial_++;
   auto session = std::make_shared<KolvoDeckSession>(std::move(connection), serial, ports_.main.now());
@@ -147,10 +151,12 @@ void KolvoDeckServer::handle(KolvoDeckSession& session, const KolvoDeckMessage& 
     default: break;
   }
   // Everything else is a command of an approved phone, or a message only the Mac sends.
-  if (is_command(message.type()) && session.is_approved) perform(session, message);
+  if (is_command(message.type()) && session.is_approved && !session.denied) perform(session, message);
 }
 
 void KolvoDeckServer::hello(KolvoDeckSession& session, const HelloMessage& hello) {
+  // A refused phone is on its way out; one with a question open has asked enough.
+  if (session.denied || session.asking_key) return;
   session.said_hello = true;
   hello_deadlines_.erase(session.serial());
   const bool named = hello.device_name && !hello.device_name->empty();
@@ -178,8 +184,10 @@ void KolvoDeckServer::hello(KolvoDeckSession& session, const HelloMessage& hello
     return approve(session);
   }
   const std::string key = approval_key(session);
-  if (approvals_.is_waiting(key)) return;  // the question is already on screen
+  // Another connection of the same phone asked already; the answer covers this one too.
+  if (approvals_.is_waiting(key)) return;
   session.send(ApprovalRequiredMessage{});
+  session.asking_key = key;
   std::weak_ptr<KolvoDeckServer*> weak = self_;
   const std::uint64_t serial = session.serial();
   const std::optional<std::string> device_id = session.device_id;
@@ -187,13 +195,21 @@ void KolvoDeckServer::hello(KolvoDeckSession& session, const HelloMessage& hello
     const auto self = weak.lock();
     if (!self) return;
     const auto asking = (*self)->find(serial);
-    if (!asking || asking->is_closed()) return;
+    if (asking) asking->asking_key.reset();
     if (allow) {
       if (device_id) (*self)->ports_.trust.add_or_update(*device_id, name);
       (*self)->ports_.log.record("Deck", "approved " + name);
-      return (*self)->approve(*asking);
+      // Every open connection of this phone that said hello: a phone that reconnected while
+      // the question was up is the same phone.
+      for (const auto& s : std::vector((*self)->sessions_)) {
+        const bool same = s->serial() == serial || (device_id && s->device_id == device_id);
+        if (same && s->said_hello && !s->is_approved && !s->is_closed()) (*self)->approve(*s);
+      }
+      return;
     }
+    if (!asking || asking->is_closed()) return;
     (*self)->ports_.log.record("Deck", "denied " + name);
+    asking->denied = true;
     std::weak_ptr<KolvoDeckSession> weak_session = asking;
     asking->send(DeniedMessage{}, [weak_session] {
       if (const auto s = weak_session.lock()) s->close("denied by the user");
@@ -240,7 +256,8 @@ void KolvoDeckServer::perform(KolvoDeckSession& session, const KolvoDeckMessage&
 void KolvoDeckServer::session_closed(KolvoDeckSession& session, const std::string& reason) {
   const std::uint64_t serial = session.serial();
   hello_deadlines_.erase(serial);
-  if (!session.is_approved && session.said_hello) approvals_.withdraw(approval_key(session));
+  // Only the connection that asked takes its question down.
+  if (session.asking_key) approvals_.withdraw(*std::exchange(session.asking_key, std::nullopt));
   ports_.log.record("Deck", session.peer() + " closed: " + reason);
   const auto found = std::find_if(sessions_.begin(), sessions_.end(), [&](const auto& s) { return s->serial() == serial; });
   if (found == sessions_.end()) return;
@@ -279,7 +296,10 @@ void KolvoDeckServer::broadcast_now() {
     last_broadcast_state_ = std::move(state);
     for (const auto& s : approved) s->send_frame(frame);
   }
-  for (const auto& s : approved) send_extras(*s);
+  // Read once for all phones: with many phones this is most of a broadcast's cost.
+  const auto items = ports_.mac.launch_items();
+  const auto frontmost = ports_.mac.frontmost_bundle_id();
+  for (const auto& s : approved) send_extras(*s, items, frontmost);
 }
 
 void KolvoDeckServer::send_to_approved(const KolvoDeckMessage& message) {
@@ -292,16 +312,19 @@ void KolvoDeckServer::send_to_approved(const KolvoDeckMessage& message) {
 }
 
 void KolvoDeckServer::send_extras(KolvoDeckSession& session) {
-  auto items = ports_.mac.launch_items();
+  send_extras(session, ports_.mac.launch_items(), ports_.mac.frontmost_bundle_id());
+}
+
+void KolvoDeckServer::send_extras(KolvoDeckSession& session, const std::vector<KolvoDeckLaunchItem>& items,
+                                  const std::optional<std::string>& frontmost) {
   if (!session.last_launch_items || *session.last_launch_items != items) {
     session.send(LaunchConfigMessage{items});
     for (const auto& item : items) {
       if (!session.sent_launch_icons.insert(item.bundle_id).second) continue;
       if (auto icon = icon_base64(item.bundle_id)) session.send(LaunchIconMessage{item.bundle_id, std::move(icon)});
     }
-    session.last_launch_items = std::move(items);
+    session.last_launch_items = items;
   }
-  const auto frontmost = ports_.mac.frontmost_bundle_id();
   if (frontmost && frontmost != session.last_icon_bundle_id) {
     session.last_icon_bundle_id = frontmost;
     if (auto icon = icon_base64(*frontmost)) session.send(ProfileIconMessage{*frontmost, std::move(icon)});

@@ -96,6 +96,8 @@ class KolvoDeckServer final : public DeckServiceControl {
   void close_hello_laggard(std::uint64_t serial);
   void refresh_device_names();
   void send_extras(KolvoDeckSession& session);
+  void send_extras(KolvoDeckSession& session, const std::vector<KolvoDeckLaunchItem>& items,
+                   const std::optional<std::string>& frontmost);
   std::optional<std::string> icon_base64(const std::string& bundle_id);
   std::shared_ptr<KolvoDeckSession> find(std::uint64_t serial) const;
 

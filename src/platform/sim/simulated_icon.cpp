@@ -63,28 +63,34 @@ std::vector<std::uint8_t> simulated_icon_png(std::string_view name, int pixels) 
   const auto size = static_cast<std::uint32_t>(std::max(1, pixels));
   std::uint32_t hash = 2166136261u;
   for (const char c : name) hash = (hash ^ static_cast<std::uint8_t>(c)) * 16777619u;
-  const std::array<std::uint8_t, 3> colour{static_cast<std::uint8_t>(64 + (hash & 0x7F)),
-                                           static_cast<std::uint8_t>(64 + ((hash >> 8) & 0x7F)),
-                                           static_cast<std::uint8_t>(64 + ((hash >> 16) & 0x7F))};
+  // Two palette entries, clear and the colour, one bit a pixel: a couple of kilobytes, like the
+  // compressed icons of a real Mac, where plain RGBA would be 64 KiB each.
+  const std::vector<std::uint8_t> palette{0, 0, 0, static_cast<std::uint8_t>(64 + (hash & 0x7F)),
+                                          static_cast<std::uint8_t>(64 + ((hash >> 8) & 0x7F)),
+                                          static_cast<std::uint8_t>(64 + ((hash >> 16) & 0x7F))};
+  const std::size_t row_bytes = (size + 7) / 8;
   std::vector<std::uint8_t> raw;
-  raw.reserve(static_cast<std::size_t>(size) * (size * 4 + 1));
+  raw.reserve(size * (row_bytes + 1));
   const double radius = size * 0.22, half = size / 2.0;
   for (std::uint32_t y = 0; y < size; ++y) {
     raw.push_back(0);  // no filter
+    std::vector<std::uint8_t> row(row_bytes, 0);
     for (std::uint32_t x = 0; x < size; ++x) {
       // Inside the rounded square: its corners are quarter circles.
       const double dx = std::max(0.0, std::abs(x + 0.5 - half) - (half - radius));
       const double dy = std::max(0.0, std::abs(y + 0.5 - half) - (half - radius));
-      const bool inside = dx * dx + dy * dy <= radius * radius;
-      raw.insert(raw.end(), {colour[0], colour[1], colour[2], static_cast<std::uint8_t>(inside ? 255 : 0)});
+      if (dx * dx + dy * dy <= radius * radius) row[x / 8] |= static_cast<std::uint8_t>(0x80 >> (x % 8));
     }
+    raw.insert(raw.end(), row.begin(), row.end());
   }
   std::vector<std::uint8_t> png{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
   std::vector<std::uint8_t> header;
   put32(header, size);
   put32(header, size);
-  header.insert(header.end(), {8, 6, 0, 0, 0});  // 8 bits, RGBA, deflate, no filter, no interlace
+  header.insert(header.end(), {1, 3, 0, 0, 0});  // 1 bit, palette, deflate, no filter, no interlace
   chunk(png, "IHDR", header);
+  chunk(png, "PLTE", palette);
+  chunk(png, "tRNS", {0, 255});
   chunk(png, "IDAT", zlib_stored(raw));
   chunk(png, "IEND", {});
   return png;

@@ -126,8 +126,11 @@ TEST_F(DeckServerTest, ADeniedPhoneIsToldAndDisconnectedAndNotRemembered) {
   ASSERT_TRUE(pump({phone.get()}, [&] { return prompt_.showing(); }));
   EXPECT_EQ(prompt_.presented.at(0).device_name, "iPhone");  // no name sent
   prompt_.say(false);
+  // A hello already on its way asks nothing more.
+  phone->send(HelloMessage{"PHONE-B", std::nullopt, std::nullopt});
   ASSERT_TRUE(pump({phone.get()}, [&] { return phone->closed(); }));
   EXPECT_EQ(phone->received().back().type(), T::denied);
+  EXPECT_EQ(prompt_.presented.size(), 1u);
   EXPECT_FALSE(runtime_->deck_trust().contains("PHONE-B"));
   EXPECT_EQ(server_->session_count(), 0u);
 }
@@ -159,6 +162,8 @@ TEST_F(DeckServerTest, AnOutlandishIdOrNameIsNeitherRememberedNorShownWhole) {
 TEST_F(DeckServerTest, ARepeatedHelloWhileTheQuestionIsOpenAsksOnce) {
   auto phone = connect();
   for (int i = 0; i < 3; ++i) phone->send(HelloMessage{"PHONE-C", "Carl", std::nullopt});
+  // Nor does a new id on the same connection open another question.
+  for (int i = 0; i < 3; ++i) phone->send(HelloMessage{"PHONE-C" + std::to_string(i), "Carl", std::nullopt});
   ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::approvalRequired) == 1; }));
   settle({phone.get()});
   EXPECT_EQ(prompt_.presented.size(), 1u);
@@ -202,13 +207,17 @@ TEST_F(DeckServerTest, ABrokenStreamClosesOnlyItsOwnSessionAndDropsWhatCameWithT
   ASSERT_TRUE(pump({good.get()}, [&] { return good->count(T::pong) == 1; }));
 
   // Frames that are not messages, or too large to decode, are passed over.
-  auto odd = connect();
-  odd->send_json("{\"type\":\"approvalRequired\"}");
-  odd->send_json("not json");
-  odd->send_json(std::string(framing::kMaximumPayload + 1, ' '));
-  odd->send(PingMessage{});
-  ASSERT_TRUE(pump({odd.get()}, [&] { return odd->count(T::pong) == 1; }));
-  EXPECT_FALSE(odd->closed());
+  good->send_json("{\"type\":\"approvalRequired\"}");
+  good->send_json("not json");
+  good->send_json(std::string(framing::kMaximumPayload + 1, ' '));
+  good->send(PingMessage{});
+  ASSERT_TRUE(pump({good.get()}, [&] { return good->count(T::pong) == 2; }));
+  EXPECT_FALSE(good->closed());
+
+  // A stranger is not allowed to make the Mac hold a large frame while it waits.
+  auto stranger = connect();
+  stranger->send_json(std::string(framing::kMaximumPayload + 1, ' '));
+  ASSERT_TRUE(pump({stranger.get()}, [&] { return stranger->closed(); }));
 }
 
 TEST_F(DeckServerTest, ChangesInOneTenthOfASecondMakeOneUpdateAndAnUnchangedStateIsNotResent) {
@@ -359,6 +368,25 @@ TEST_F(DeckServerTest, IconsAreSentOncePerPhoneAndOnlyForWhatIsNew) {
   EXPECT_EQ(phone->count(T::launchConfig), 1u);
   EXPECT_EQ(phone->count(T::profileIcon), 1u);
   EXPECT_GT(icons, 0u);
+}
+
+TEST_F(DeckServerTest, APairWhoseWindowWillNotMoveIsAnsweredWhenTheWaitRunsOut) {
+  auto phone = approved_phone();
+  // Safari's window is in full screen, so placing it is tried again and again.
+  machine_->desktop.application_state(102)->windows.at(0).full_screen = true;
+  phone->send(LaunchPairMessage{"pair-2", "com.apple.Safari", "com.apple.Notes", KolvoDeckLaunchLayout::split50});
+  settle({phone.get()});
+  EXPECT_EQ(phone->count(T::launchPairResult), 0u);
+  for (int i = 0; i < 60 && phone->count(T::launchPairResult) == 0; ++i) {
+    main_.advance(std::chrono::milliseconds(200));
+    testing::pump_until(main_, {phone.get()}, [&] { return phone->count(T::launchPairResult) == 1; },
+                        std::chrono::milliseconds(20));
+  }
+  ASSERT_EQ(phone->count(T::launchPairResult), 1u);
+  const auto* result = phone->last(T::launchPairResult)->get_if<LaunchPairResultMessage>();
+  EXPECT_EQ(result->pair_request_id, "pair-2");
+  EXPECT_EQ(result->pair_outcome, KolvoDeckLaunchPairOutcome::partiallyCompleted);
+  EXPECT_EQ(result->pair_layout_outcome, KolvoDeckLaunchLayoutOutcome::partial);
 }
 
 TEST_F(DeckServerTest, AFloodOfUnapprovedConnectionsNeverLocksOutTheApprovedPhone) {
