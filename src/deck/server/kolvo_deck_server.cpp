@@ -30,6 +30,8 @@ bool is_command(KolvoDeckMessageType type) {
   }
 }
 
+bool is_live_approved(const std::shared_ptr<KolvoDeckSession>& s) { return s->is_approved && !s->is_closed(); }
+
 // The key a waiting question is filed under: the phone's id, or this connection alone.
 std::string approval_key(const KolvoDeckSession& session) {
   return session.device_id ? *session.device_id : "connection-" + std::to_string(session.serial());
@@ -94,7 +96,7 @@ void KolvoDeckServer::stop() {
 
 std::size_t KolvoDeckServer::approved_session_count() const {
   return static_cast<std::size_t>(
-      std::count_if(sessions_.begin(), sessions_.end(), [](const auto& s) { return s->is_approved && !s->is_closed(); }));
+      std::count_if(sessions_.begin(), sessions_.end(), is_live_approved));
 }
 
 std::shared_ptr<KolvoDeckSession> KolvoDeckServer::find(std::uint64_t serial) const {
@@ -270,7 +272,7 @@ void KolvoDeckServer::session_closed(KolvoDeckSession& session, const std::strin
 void KolvoDeckServer::refresh_device_names() {
   std::vector<std::string> names;
   for (const auto& s : sessions_) {
-    if (s->is_approved && !s->is_closed()) names.push_back(s->device_name.value_or(std::string(kDefaultDeviceName)));
+    if (is_live_approved(s)) names.push_back(s->device_name.value_or(std::string(kDefaultDeviceName)));
   }
   if (names != connected_device_names_.get()) connected_device_names_.set(std::move(names));
 }
@@ -286,7 +288,7 @@ void KolvoDeckServer::schedule_broadcast() {
 void KolvoDeckServer::broadcast_now() {
   std::vector<std::shared_ptr<KolvoDeckSession>> approved;
   for (const auto& s : sessions_) {
-    if (s->is_approved && !s->is_closed()) approved.push_back(s);
+    if (is_live_approved(s)) approved.push_back(s);
   }
   if (approved.empty()) return;  // no phone to tell: nothing is read
   KolvoDeckState state = ports_.mac.current_state();
@@ -305,7 +307,7 @@ void KolvoDeckServer::broadcast_now() {
 void KolvoDeckServer::send_to_approved(const KolvoDeckMessage& message) {
   SharedBytes frame;
   for (const auto& s : sessions_) {
-    if (!s->is_approved || s->is_closed()) continue;
+    if (!is_live_approved(s)) continue;
     if (!frame) frame = std::make_shared<const std::vector<std::uint8_t>>(framing::encode_frame(message));
     s->send_frame(frame);
   }
