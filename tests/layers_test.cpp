@@ -16,9 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array<std::string_view, 13> kLayers{
+constexpr std::array<std::string_view, 14> kLayers{
     "base", "prefs", "dock", "catalog", "sound", "overlay", "timer", "controls", "deck/protocol", "deck/server",
-    "update", "ui", "app",
+    "shelf", "update", "ui", "app",
 };
 
 // "deck/protocol/deck_message.hpp" -> "deck/protocol"; "base/json_reader.hpp" -> "base".

@@ -19,6 +19,7 @@
 #include "overlay/hover_monitor.hpp"
 #include "overlay/overlay_window_manager.hpp"
 #include "prefs/preference_store.hpp"
+#include "shelf/shelf_ports.hpp"
 #include "sound/sound_ports.hpp"
 #include "ui/system_appearance.hpp"
 #include "ui/zone_map.hpp"
@@ -68,6 +69,12 @@ struct PlatformPorts {
   std::shared_ptr<const deck::SystemStatsPort> system_stats;
   // Advertises the phone link on the local network; unset where there is no mDNS responder.
   deck::DnsServiceRegistrarFactory make_dns_service_registrar;
+  // The Shelf's coding-agent widgets: the folders they read, which programs run, and notice of
+  // a folder's changes. Those are this machine's own even on the simulated Mac: the agents run
+  // here. Null or unset where there is nothing to watch, and those widgets then show nothing.
+  shelf::AgentPaths agent_paths;
+  std::shared_ptr<const shelf::RunningProgramProbe> programs;
+  shelf::DirectoryWatchFactory watch_directory;
 };
 
 // How a platform shows the panels and feeds them the pointer: AppKit panels and event

@@ -48,7 +48,10 @@ inline app::PlatformPorts simulated_ports(std::shared_ptr<SimulatedMachine> mach
           // No machine counters and no responder: the suites never read this machine's load or
           // announce themselves on the network unless a test asks for it.
           .system_stats = nullptr,
-          .make_dns_service_registrar = {}};
+          .make_dns_service_registrar = {},
+          .agent_paths = {},
+          .programs = nullptr,
+          .watch_directory = {}};
 }
 
 }  // namespace kolvo::testing

@@ -1,6 +1,7 @@
 #include <cstdlib>
 
 #include "platform/host_ports.hpp"
+#include "platform/linux/agent_paths_linux.hpp"
 #include "platform/linux/dns_service_registrar_linux.hpp"
 #include "platform/linux/json_file_preference_store_linux.hpp"
 #include "platform/linux/process_environment_linux.hpp"
@@ -88,6 +89,9 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
               // a phone driving the host sees the load and the name of the computer it runs on.
               .system_stats = std::make_shared<LinuxSystemStats>(),
               .make_dns_service_registrar = linux_dns_service_registrar_factory(),
+              .agent_paths = linux_agent_paths(),
+              .programs = nullptr,
+              .watch_directory = {},
           },
           {}};
 }

@@ -89,6 +89,15 @@ std::string configured_update_feed() {
   return info_string(@"KolvoUpdateFeedURL", "");
 }
 
+shelf::AgentPaths mac_agent_paths() {
+  NSArray<NSString*>* support =
+      NSSearchPathForDirectoriesInDomains(NSApplicationSupportDirectory, NSUserDomainMask, YES);
+  const std::filesystem::path home = utf8(NSHomeDirectory());
+  return {.home = home,
+          .application_support = support.count > 0 ? std::filesystem::path(utf8(support.firstObject))
+                                                    : home / "Library" / "Application Support"};
+}
+
 }  // namespace
 
 app::PlatformPorts make_mac_platform_ports(const HostIdentity& identity) {
@@ -126,6 +135,9 @@ app::PlatformPorts make_mac_platform_ports(const HostIdentity& identity) {
       },
       .system_stats = share(&host->stats),
       .make_dns_service_registrar = mac_dns_service_registrar_factory(),
+      .agent_paths = mac_agent_paths(),
+      .programs = nullptr,
+      .watch_directory = {},
   };
 }
 
