@@ -151,4 +151,9 @@ void KolvoTimerStore::complete() {
   if (on_completion_reveal_) on_completion_reveal_();
 }
 
+void KolvoTimerStore::dismiss_completion() {
+  presentation_.cancel();
+  assign(is_presenting_completion_, false);
+}
+
 }  // namespace kolvo::timer

@@ -47,6 +47,8 @@ class KolvoTimerStore {
   bool set_minutes_from_dial(double value);
   void start();
   void stop();
+  // Ends the completion's presentation before its two seconds are up.
+  void dismiss_completion();
 
  private:
   void restore();

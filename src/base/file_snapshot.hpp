@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "base/date_time.hpp"
+
+namespace kolvo::base {
+
+// A small file's bytes with the modification time of the very file they were read from.
+struct FileSnapshot {
+  std::string bytes;
+  WallTime modified;
+};
+
+// Absent when the file is missing, unreadable, not a regular file or larger than `max_bytes`:
+// a file that size is not one this program wrote, and reading it whole would cost memory.
+std::optional<FileSnapshot> read_file_snapshot(const std::filesystem::path& file, std::size_t max_bytes);
+
+// The modification time of a file; absent when it cannot be read.
+std::optional<WallTime> modification_time(const std::filesystem::path& file);
+
+}  // namespace kolvo::base

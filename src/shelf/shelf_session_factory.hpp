@@ -1,0 +1,30 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "base/date_time.hpp"
+#include "base/diagnostics_log.hpp"
+#include "base/executor.hpp"
+#include "shelf/shelf_ports.hpp"
+#include "shelf/shelf_surface_controller.hpp"
+#include "timer/timer_store.hpp"
+
+namespace kolvo::shelf {
+
+// What the sessions of every kind are made from.
+struct ShelfSessionDependencies {
+  base::Executor& main;
+  const base::WallClock& clock;
+  base::DiagnosticsLog& log;
+  // The one timer; made when the Timer widget first needs it.
+  std::function<timer::KolvoTimerStore&()> timer;
+  AgentPaths agent_paths;
+  std::shared_ptr<const RunningProgramProbe> programs;
+  DirectoryWatchFactory watch_directory;
+};
+
+// Makes each widget's session from its identity.
+ShelfSessionFactory make_shelf_session_factory(ShelfSessionDependencies dependencies);
+
+}  // namespace kolvo::shelf
