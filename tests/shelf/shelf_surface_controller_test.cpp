@@ -127,7 +127,7 @@ TEST(ShelfSurfaceController, ReAddingAWidgetStartsAFreshSession) {
   bench.controller.configure({I::codex});
   bench.controller.configure({I::timer, I::codex});
   // A fresh session, not the one that was running before.
-  EXPECT_EQ(bench.take(), (std::vector<std::string>{"timer stop", "timer start"}));
+  EXPECT_EQ(bench.take(), (std::vector<std::string>{"timer stop", "codex start", "timer start"}));
   EXPECT_EQ(bench.delivered, (std::vector<I>{I::codex, I::timer}));
 }
 
