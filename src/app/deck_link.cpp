@@ -70,6 +70,19 @@ std::optional<Request> request_for(const deck::KolvoDeckMessage& command) {
         return LaunchPairRequest{.primary_bundle_id = m.pair_primary_bundle_id.value_or(""),
                                  .secondary_bundle_id = m.pair_secondary_bundle_id.value_or("")};
       },
+      [](const ShelfSurfaceCommandMessage& m) -> std::optional<Request> {
+        if (!m.surface_command || !m.surface_identity) return std::nullopt;
+        return ShelfCommandRequest{.identity = *m.surface_identity,
+                                   .command = {.command = *m.surface_command,
+                                               .value = m.surface_value,
+                                               .tool_id = m.surface_tool_id,
+                                               .blender_tool = m.surface_blender_tool,
+                                               .color_hex = m.surface_color_hex,
+                                               .color_picker_id = m.surface_color_picker_id,
+                                               .control_id = m.surface_control_id,
+                                               .control_axis = m.surface_control_axis,
+                                               .control_choice = m.surface_control_choice}};
+      },
       [](const auto&) -> std::optional<Request> { return std::nullopt; },
   });
 }
@@ -157,6 +170,13 @@ void DeckLink::perform(const deck::KolvoDeckMessage& command,
   RequestHandlers handlers(runtime_);
   handlers.handle(*request, [command, done = std::move(done)](Reply reply) { done(answer_for(command, reply)); });
 }
+
+std::optional<deck::ShelfWidgetsMessage> DeckLink::shelf_widgets() {
+  auto& store = runtime_.settings().shelf_widgets();
+  return deck::ShelfWidgetsMessage{store.widgets(), store.background().get()};
+}
+
+void DeckLink::refresh_shelf() { runtime_.shelf().refreshAll(); }
 
 base::Subscription DeckLink::observe_changes(std::function<void()> changed) {
   auto& settings = runtime_.settings();

@@ -33,6 +33,8 @@ class DeckLink final : public deck::DeckMac {
   void perform(const deck::KolvoDeckMessage& command,
                std::function<void(std::optional<deck::KolvoDeckMessage>)> done) override;
   [[nodiscard]] base::Subscription observe_changes(std::function<void()> changed) override;
+  std::optional<deck::ShelfWidgetsMessage> shelf_widgets() override;
+  void refresh_shelf() override;
 
   deck::DeckReadings readings();
 

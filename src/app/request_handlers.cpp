@@ -292,6 +292,16 @@ class Handlers {
     respond_(done("forgot " + request.device_id + "; it asks again when it next connects"));
   }
 
+  void operator()(const ShelfCommandRequest& request) {
+    auto& shelf = runtime_.shelf();
+    const auto widget = std::string(deck::kShelfSurfaceIdentityTable.to_string(request.identity));
+    if (!shelf.session(request.identity)) {
+      return respond_(failed("The " + widget + " widget is not on the Shelf, or Kolvo Deck is not running."));
+    }
+    shelf.route(request.identity, request.command);
+    respond_(done(std::string(deck::kShelfSurfaceCommandTable.to_string(request.command.command)) + " sent to " + widget));
+  }
+
   void operator()(const CalibrateDockRequest& request) {
     auto& dock = runtime_.dock();
     std::optional<dock::ScreenInfo> screen;

@@ -11,6 +11,7 @@
 #include "deck/protocol/deck_message.hpp"
 #include "dock/dock_calibration.hpp"
 #include "dock/rect.hpp"
+#include "shelf/shelf_surface_session.hpp"
 
 // What a person or another process asks of the running program, already checked for form.
 // Each edge (the command line's words, the control socket's JSON, later the phone's messages
@@ -111,6 +112,12 @@ struct DeckTrustedRequest {
   bool json = false;
 };
 
+// A command for one of the Shelf's widgets, as the phone sends it.
+struct ShelfCommandRequest {
+  deck::ShelfSurfaceIdentity identity = deck::ShelfSurfaceIdentity::timer;
+  shelf::ShelfCommand command;
+};
+
 // Forgets a trusted phone: its next hello asks again.
 struct DeckForgetRequest {
   std::string device_id;
@@ -119,7 +126,7 @@ struct DeckForgetRequest {
 using Request = std::variant<LevelRequest, OutputRequest, DarkModeRequest, ShowDesktopRequest, SpaceRequest,
                              TabRequest, SnapRequest, PlayPauseRequest, TimerRequest, CalibrateDockRequest,
                              LaunchRequest, LaunchPairRequest, DeckApprovalAnswer, DeckTrustedRequest,
-                             DeckForgetRequest>;
+                             DeckForgetRequest, ShelfCommandRequest>;
 
 // Whether a request only looks. Such a request runs over a copy of the preferences when no
 // host is running, so that looking never writes.

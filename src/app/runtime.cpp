@@ -3,6 +3,7 @@
 #include "app/deck_link.hpp"
 #include "overlay/zone_rebuilder.hpp"
 #include "prefs/settings_keys.hpp"
+#include "shelf/shelf_session_factory.hpp"
 #include "ui/zone_map_overlay.hpp"
 
 namespace kolvo::app {
@@ -136,7 +137,10 @@ Runtime::Runtime(PlatformPorts ports, base::Executor& main, const base::WallCloc
                                   .elements = *ports_.elements},
             prefs_, center_, main_, log_, settings_.alignment(), clock_) {}
 
-Runtime::~Runtime() = default;
+Runtime::~Runtime() {
+  // The widget settings outlive the server; their changes must not reach it once it is gone.
+  if (deck_server_) settings_.shelf_widgets().set_on_change(nullptr);
+}
 
 deck::KolvoDeckTrustStore& Runtime::deck_trust() {
   if (!deck_trust_) deck_trust_ = std::make_unique<deck::KolvoDeckTrustStore>(prefs_, log_, clock_);
@@ -156,7 +160,42 @@ deck::KolvoDeckServer& Runtime::make_deck_server(asio::io_context& network, deck
                             .mac = *deck_link_,
                             .advertise = [this](std::uint16_t port) { deck_advertiser_->start(port); },
                             .withdraw = [this] { deck_advertiser_->stop(); }});
+  connect_shelf_to_deck();
   return *deck_server_;
+}
+
+shelf::ShelfSurfaceController& Runtime::shelf() {
+  if (!shelf_) {
+    shelf_ = std::make_unique<shelf::ShelfSurfaceController>(shelf::make_shelf_session_factory({
+        .main = main_,
+        .clock = clock_,
+        .log = log_,
+        .timer = [this]() -> timer::KolvoTimerStore& { return controls().timer(); },
+        .agent_paths = ports_.agent_paths,
+        .programs = ports_.programs,
+        .watch_directory = ports_.watch_directory,
+    }));
+  }
+  return *shelf_;
+}
+
+// The widgets run while the phone link does: every state goes to the approved phones, a change
+// of widgets is sent before the new widgets' first states, and stopping the link stops them.
+void Runtime::connect_shelf_to_deck() {
+  auto& widgets = settings_.shelf_widgets();
+  auto& server = *deck_server_;
+  shelf().set_on_state([&server](const deck::ShelfSurfaceState& state) {
+    server.send_to_approved(deck::ShelfSurfaceStateMessage{state, state.identity});
+  });
+  widgets.set_on_change([this, &server, &widgets](const std::vector<deck::ShelfSurfaceIdentity>& list) {
+    if (!server.is_running().get()) return;
+    server.send_to_approved(deck::ShelfWidgetsMessage{list, widgets.background().get()});
+    shelf().configure(list);
+  });
+  shelf_follows_server_ = server.is_running().subscribe([this, &widgets](bool running) {
+    shelf().configure(running ? widgets.widgets() : std::vector<deck::ShelfSurfaceIdentity>{});
+  });
+  if (server.is_running().get()) shelf().configure(widgets.widgets());
 }
 
 std::vector<deck::KolvoDeckStat> Runtime::deck_stats(const std::vector<prefs::KolvoDeckStatKind>& kinds) {
@@ -304,7 +343,8 @@ ui::SettingsPages Runtime::settings_pages(ui::SettingsPageHooks hooks) {
                              .deck_stats = settings_.deck_stats(),
                              .zone_map = settings_.zone_map(),
                              .deck_server = deck_server_.get(),
-                             .deck_trust = &deck_trust()},
+                             .deck_trust = &deck_trust(),
+                             .shelf_widgets = &settings_.shelf_widgets()},
       std::move(hooks));
 }
 

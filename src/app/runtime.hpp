@@ -17,6 +17,7 @@
 #include "deck/server/deck_trust_store.hpp"
 #include "deck/server/kolvo_deck_server.hpp"
 #include "dock/dock_services.hpp"
+#include "shelf/shelf_surface_controller.hpp"
 #include "overlay/hidden_dock_services.hpp"
 #include "ui/onboarding_model.hpp"
 #include "ui/settings_pages.hpp"
@@ -101,10 +102,15 @@ class Runtime {
   deck::KolvoDeckServer& make_deck_server(asio::io_context& network, deck::DeckApprovalPrompt& prompt);
   // Null until made.
   deck::KolvoDeckServer* deck_server() { return deck_server_.get(); }
+  // The Shelf's widget sessions; made at first use, configured while the Deck server runs.
+  shelf::ShelfSurfaceController& shelf();
+
   // The machine's statistics the phone shows, each 0 … 1, in the given order.
   std::vector<deck::KolvoDeckStat> deck_stats(const std::vector<prefs::KolvoDeckStatKind>& kinds);
 
  private:
+  void connect_shelf_to_deck();
+
   PlatformPorts ports_;
   base::Executor& main_;
   const base::WallClock& clock_;
@@ -123,6 +129,8 @@ class Runtime {
   std::unique_ptr<DeckLink> deck_link_;
   std::unique_ptr<deck::KolvoDeckStatsCollector> deck_stats_;
   std::unique_ptr<deck::BonjourAdvertiser> deck_advertiser_;
+  std::unique_ptr<shelf::ShelfSurfaceController> shelf_;
+  base::Subscription shelf_follows_server_;
   // Declared last: it is stopped before anything it reads goes.
   std::unique_ptr<deck::KolvoDeckServer> deck_server_;
 };

@@ -35,6 +35,7 @@ overlay::DockExpandingAppsSettingsStore& Settings::dock_expanding_apps() { retur
 ui::ZoneMapSettingsStore& Settings::zone_map() { return lazily(zone_map_, ports_.prefs); }
 deck::KolvoDeckSettingsStore& Settings::deck() { return lazily(deck_, ports_.prefs); }
 deck::DeckStatsSettingsStore& Settings::deck_stats() { return lazily(deck_stats_, ports_.prefs); }
+shelf::ShelfWidgetSettingsStore& Settings::shelf_widgets() { return lazily(shelf_widgets_, ports_.prefs); }
 
 sound::SoundEffectsManager& Settings::sound_effects() {
   return lazily(sound_effects_, ports_.prefs, ports_.executor, ports_.audio, ports_.sounds);
@@ -55,6 +56,7 @@ void Settings::load_all() {
   zone_map();
   deck();
   deck_stats();
+  shelf_widgets();
   sound_effects();
   update_dismissal();
 }
@@ -110,6 +112,15 @@ nlohmann::ordered_json effective_settings(Settings& settings) {
   auto stats = nlohmann::ordered_json::array();
   for (const auto kind : settings.deck_stats().enabled()) stats.push_back(text(to_string(kind)));
   out[text(prefs::keys::kDeckStatsEnabled)] = std::move(stats);
+
+  auto& shelf = settings.shelf_widgets();
+  auto slots = nlohmann::ordered_json::array();
+  for (std::size_t i = 0; i < shelf::ShelfWidgetSettingsStore::kSlotCount; ++i) {
+    const auto slot = shelf.slot(i);
+    slots.push_back(slot ? text(deck::kShelfSurfaceIdentityTable.to_string(*slot)) : std::string());
+  }
+  out[text(prefs::keys::kShelfWidgets)] = std::move(slots);
+  out[text(prefs::keys::kShelfBackground)] = text(deck::kShelfWidgetBackgroundTable.to_string(shelf.background()));
 
   out[text(prefs::keys::kLaunchBetaEnabled)] = settings.launch_beta_enabled();
   out[text(prefs::keys::kOnboardingCompleted)] = settings.onboarding_completed();

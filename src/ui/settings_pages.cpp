@@ -27,6 +27,29 @@ constexpr std::string_view kSelectedDisplayPrefix = "selectedDisplay:";
 constexpr std::string_view kProfilePrefix = "profile.";
 constexpr std::string_view kCornerPrefix = "corner.";
 constexpr std::string_view kStatPrefix = "stat.";
+constexpr std::string_view kShelfSlotPrefix = "shelfSlot.";
+constexpr std::string_view kEmptySlot = "none";
+
+// The widgets by the names of the applications that feed them.
+std::string widget_title(deck::ShelfSurfaceIdentity identity) {
+  using I = deck::ShelfSurfaceIdentity;
+  switch (identity) {
+    case I::spotify: return "Spotify";
+    case I::claudeCode: return "Claude Code";
+    case I::codex: return "Codex";
+    case I::timer: return "Timer";
+    case I::afterEffects: return "After Effects";
+    case I::illustrator: return "Illustrator";
+    case I::photoshop: return "Photoshop";
+    case I::premiere: return "Premiere Pro";
+    case I::blender: return "Blender";
+  }
+  return {};
+}
+
+std::string widget_value(std::optional<deck::ShelfSurfaceIdentity> identity) {
+  return identity ? std::string(deck::kShelfSurfaceIdentityTable.to_string(*identity)) : std::string(kEmptySlot);
+}
 
 std::string corner_title(Corner corner) {
   switch (corner) {
@@ -317,10 +340,30 @@ PageContent SettingsPages::deck() const {
 
 PageContent SettingsPages::corvane() const {
   PageContent page{std::string(to_string(SettingsPage::corvane)), std::string(page_title(SettingsPage::corvane)), {}};
-  page.sections.push_back(
-      {"Shelf",
-       {TextRow{"Choose up to two widgets to keep available on your iPhone. More apps will be supported over time.",
-                TextStyle::note}}});
+  auto* widgets = stores_.shelf_widgets;
+  if (!widgets) return page;
+  using Store = shelf::ShelfWidgetSettingsStore;
+  Section shelf{"Shelf", {TextRow{std::string(Store::kHelpText), TextStyle::note}}};
+  std::vector<ChoiceOption> options{{std::string(kEmptySlot), "None"}};
+  for (const auto& [identity, value] : deck::kShelfSurfaceIdentityTable.entries) {
+    options.push_back({std::string(value), widget_title(identity)});
+  }
+  for (std::size_t i = 0; i < Store::kSlotCount; ++i) {
+    shelf.rows.push_back(ChoiceRow{std::string(kShelfSlotPrefix) + std::to_string(i), "Widget " + std::to_string(i + 1),
+                                   options, widget_value(widgets->slot(i))});
+  }
+  shelf.rows.push_back(ChoiceRow{"shelfBackground",
+                                 "Background",
+                                 {{"liquidGlass", "Liquid Glass"}, {"solid", "Solid"}},
+                                 std::string(deck::kShelfWidgetBackgroundTable.to_string(widgets->background()))});
+  ListRow more{"moreShelfWidgets", {}, ""};
+  const auto on_shelf = widgets->widgets();
+  for (const auto& [identity, value] : deck::kShelfSurfaceIdentityTable.entries) {
+    if (std::find(on_shelf.begin(), on_shelf.end(), identity) != on_shelf.end()) continue;
+    more.items.push_back({std::string(value), widget_title(identity), {}, {ButtonRow{"addShelfWidget", "Add to Shelf"}}});
+  }
+  shelf.rows.push_back(std::move(more));
+  page.sections.push_back(std::move(shelf));
   return page;
 }
 
@@ -466,6 +509,22 @@ EventOutcome SettingsPages::handle(SettingsPage page, const ControlEvent& e) {
       stores_.calibrations.set_display_mode(dock::SelectedDisplay{text->substr(kSelectedDisplayPrefix.size())});
     }
     return done();
+  }
+
+  // The Corvane page: the Shelf's two widgets.
+  if (e.id.starts_with(kShelfSlotPrefix) || e.id == "addShelfWidget") {
+    if (!text) return bad_value();
+    const auto identity = deck::kShelfSurfaceIdentityTable.parse(*text);
+    if (!identity && (e.id == "addShelfWidget" || *text != kEmptySlot)) return bad_value();
+    if (e.id == "addShelfWidget") {
+      if (!stores_.shelf_widgets->add(*identity)) return refused(std::string(shelf::ShelfWidgetSettingsStore::kSlotsFullText));
+      return done();
+    }
+    stores_.shelf_widgets->setSlot(e.id.back() == '0' ? 0 : 1, identity);
+    return done();
+  }
+  if (e.id == "shelfBackground") {
+    return choose(deck::kShelfWidgetBackgroundTable, [&](auto v) { stores_.shelf_widgets->set_background(v); });
   }
 
   // The Apps page: the Hidden Dock's list and the launcher's slots.

@@ -9,6 +9,7 @@
 #include "catalog/profile_store.hpp"
 #include "deck/server/deck_settings_stores.hpp"
 #include "deck/server/kolvo_deck_server.hpp"
+#include "shelf/shelf_widget_settings_store.hpp"
 #include "dock/alignment_settings_store.hpp"
 #include "dock/multi_display_calibration_store.hpp"
 #include "overlay/activation_settings_stores.hpp"
@@ -41,6 +42,8 @@ struct SettingsPageStores {
   // where the program runs no server.
   deck::KolvoDeckServer* deck_server = nullptr;
   deck::KolvoDeckTrustStore* deck_trust = nullptr;
+  // The phone's Shelf widgets; the Corvane page shows nothing of the Shelf without them.
+  shelf::ShelfWidgetSettingsStore* shelf_widgets = nullptr;
 };
 
 struct LaunchAtLoginState {

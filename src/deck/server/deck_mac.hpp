@@ -33,9 +33,12 @@ class DeckMac {
   // system appearance, the frontmost application.
   [[nodiscard]] virtual base::Subscription observe_changes(std::function<void()> changed) = 0;
 
-  // What a newly approved phone is sent after the state: the Shelf's widget list and each
-  // widget's state. Nothing while the Mac has no Shelf.
-  virtual std::vector<KolvoDeckMessage> shelf_snapshot() { return {}; }
+  // The Shelf's widget list and background, sent to a newly approved phone after the state;
+  // absent where the Mac has no Shelf.
+  virtual std::optional<ShelfWidgetsMessage> shelf_widgets() { return std::nullopt; }
+  // Every widget sends its state again, to every approved phone (through the server's
+  // `send_to_approved`): a phone that just arrived or asked for the state needs them all.
+  virtual void refresh_shelf() {}
 };
 
 }  // namespace kolvo::deck

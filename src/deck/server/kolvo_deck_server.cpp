@@ -226,16 +226,15 @@ void KolvoDeckServer::approve(KolvoDeckSession& session) {
   // A newly approved phone gets the state whatever was broadcast last; this send is its own
   // and leaves the others' baseline alone.
   session.send(StateUpdateMessage{ports_.mac.current_state()});
-  for (const auto& message : ports_.mac.shelf_snapshot()) session.send(message);
+  if (auto widgets = ports_.mac.shelf_widgets()) session.send(std::move(*widgets));
+  ports_.mac.refresh_shelf();
   send_extras(session);
 }
 
 void KolvoDeckServer::perform(KolvoDeckSession& session, const KolvoDeckMessage& message) {
   if (message.type() == KolvoDeckMessageType::requestState) {
     session.send(StateUpdateMessage{ports_.mac.current_state()});
-    for (const auto& shelf : ports_.mac.shelf_snapshot()) {
-      if (shelf.type() == KolvoDeckMessageType::shelfSurfaceState) session.send(shelf);
-    }
+    ports_.mac.refresh_shelf();
     return;
   }
   if (const auto* launch = message.get_if<LaunchAppMessage>()) {
