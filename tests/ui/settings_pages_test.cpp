@@ -38,7 +38,8 @@ struct PagesHarness {
     return {s.corner_controls(), s.edge_modes(),  s.activation(),        s.pressure_zone(),
             s.alignment(),       geometry.services->store(), hidden.apps(), hidden.launcher(),
             hidden.profiles(),   geometry.desktop, s.control_appearance(), s.sound_effects(),
-            s.deck(),            s.deck_stats(),       s.zone_map()};
+            s.deck(),            s.deck_stats(),       s.zone_map(),
+            nullptr,             nullptr,              &s.shelf_widgets()};
   }
 
   SettingsPageHooks hooks() {
@@ -177,6 +178,16 @@ TEST(SettingsPages, ControlsWriteTheirStoresAndRefuseWhatTheyDoNotOffer) {
        [](app::Settings& s) { return !s.alignment().follow_dock_changes_automatically(); }},
       {"a control on another page", SettingsPage::general, "rightEdgeMode", std::string("volume"), false,
        [](app::Settings& s) { return s.edge_modes().right_edge_mode() == EdgeMode::dock; }},
+      {"second Shelf widget", SettingsPage::corvane, "shelfSlot.1", std::string("codex"), true,
+       [](app::Settings& s) { return s.shelf_widgets().widgets() == std::vector{deck::ShelfSurfaceIdentity::codex}; }},
+      {"an unknown widget", SettingsPage::corvane, "shelfSlot.0", std::string("winamp"), false,
+       [](app::Settings& s) { return s.shelf_widgets().widgets().empty(); }},
+      {"a third slot", SettingsPage::corvane, "shelfSlot.2", std::string("timer"), false,
+       [](app::Settings& s) { return s.shelf_widgets().widgets().empty(); }},
+      {"a widget added", SettingsPage::corvane, "addShelfWidget", std::string("timer"), true,
+       [](app::Settings& s) { return s.shelf_widgets().slot(0) == deck::ShelfSurfaceIdentity::timer; }},
+      {"solid widgets", SettingsPage::corvane, "shelfBackground", std::string("solid"), true,
+       [](app::Settings& s) { return s.shelf_widgets().background().get() == deck::ShelfWidgetBackground::solid; }},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -195,6 +206,36 @@ TEST(SettingsPages, ControlsWriteTheirStoresAndRefuseWhatTheyDoNotOffer) {
   ASSERT_NE(left, nullptr);
   EXPECT_EQ(left->selected, "appearance");
   EXPECT_TRUE(h.shows_text(SettingsPage::general, "Hidden Dock opens from the right edge of your Dock."));
+}
+
+TEST(SettingsPages, TheShelfOffersWhatIsNotOnItAndSaysSoWhenBothWidgetsAreTaken) {
+  PagesHarness h;
+  ASSERT_TRUE(h.send(SettingsPage::corvane, "shelfSlot.0", std::string("spotify")).done);
+  ASSERT_TRUE(h.send(SettingsPage::corvane, "addShelfWidget", std::string("timer")).done);
+  // Each row is read from a page of its own: a page lives until the next is made.
+  const auto selected = [&h](const char* slot) {
+    const auto* row = std::get_if<ChoiceRow>(h.row(SettingsPage::corvane, slot));
+    return row ? row->selected : std::string("(no row)");
+  };
+  EXPECT_EQ(selected("shelfSlot.0"), "spotify");
+  EXPECT_EQ(selected("shelfSlot.1"), "timer");
+  const auto* more = std::get_if<ListRow>(h.row(SettingsPage::corvane, "moreShelfWidgets"));
+  ASSERT_NE(more, nullptr);
+  EXPECT_EQ(more->items.size(), 7u);
+  EXPECT_TRUE(std::none_of(more->items.begin(), more->items.end(),
+                           [](const ListItem& item) { return item.id == "spotify" || item.id == "timer"; }));
+
+  const EventOutcome full = h.send(SettingsPage::corvane, "addShelfWidget", std::string("blender"));
+  EXPECT_FALSE(full.done);
+  EXPECT_EQ(full.message, "Both Shelf widgets are in use. Replace one on the Corvane page.");
+  EXPECT_EQ(h.settings().shelf_widgets().widgets(),
+            (std::vector{deck::ShelfSurfaceIdentity::spotify, deck::ShelfSurfaceIdentity::timer}));
+
+  // Choosing the Timer for the first slot moves it there; "None" empties a slot.
+  ASSERT_TRUE(h.send(SettingsPage::corvane, "shelfSlot.0", std::string("timer")).done);
+  EXPECT_EQ(selected("shelfSlot.1"), "none");
+  ASSERT_TRUE(h.send(SettingsPage::corvane, "shelfSlot.0", std::string("none")).done);
+  EXPECT_TRUE(h.settings().shelf_widgets().widgets().empty());
 }
 
 TEST(SettingsPages, ProfilesInheritOrOverrideEachGroupAndShowTheirOwnConflicts) {

@@ -2,9 +2,11 @@
 
 #include "platform/host_ports.hpp"
 #include "platform/linux/agent_paths_linux.hpp"
+#include "platform/linux/directory_watch_linux.hpp"
 #include "platform/linux/dns_service_registrar_linux.hpp"
 #include "platform/linux/json_file_preference_store_linux.hpp"
 #include "platform/linux/process_environment_linux.hpp"
+#include "platform/linux/running_program_probe_linux.hpp"
 #include "platform/linux/system_stats_linux.hpp"
 #include "platform/linux/update_feed_fetcher_linux.hpp"
 #include "platform/sim/simulated_desktop.hpp"
@@ -90,8 +92,9 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
               .system_stats = std::make_shared<LinuxSystemStats>(),
               .make_dns_service_registrar = linux_dns_service_registrar_factory(),
               .agent_paths = linux_agent_paths(),
-              .programs = nullptr,
-              .watch_directory = {},
+              // The coding agents, too, run on this machine.
+              .programs = std::make_shared<LinuxRunningProgramProbe>(),
+              .watch_directory = linux_directory_watch_factory(),
           },
           {}};
 }

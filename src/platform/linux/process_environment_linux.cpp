@@ -4,22 +4,11 @@
 #include <unistd.h>
 
 #include <fstream>
-#include <sstream>
+
+#include "platform/linux/proc_scan_linux.hpp"
 
 namespace kolvo::platform {
 namespace fs = std::filesystem;
-
-namespace {
-
-std::vector<std::string> command_line(const fs::path& process_dir) {
-  std::ifstream in(process_dir / "cmdline", std::ios::binary);
-  std::vector<std::string> arguments;
-  std::string argument;
-  while (std::getline(in, argument, '\0')) arguments.push_back(argument);
-  return arguments;
-}
-
-}  // namespace
 
 LinuxProcessEnvironment::LinuxProcessEnvironment(HostIdentity identity, fs::path proc_root)
     : identity_(std::move(identity)), proc_root_(std::move(proc_root)) {}
@@ -53,18 +42,16 @@ std::string LinuxProcessEnvironment::os_version() const {
 std::vector<app::RunningInstance> LinuxProcessEnvironment::running_instances(std::string_view bundle_identifier) const {
   std::vector<app::RunningInstance> instances;
   if (bundle_identifier != identity_.bundle_id) return instances;
-  std::error_code error;
-  for (const auto& entry : fs::directory_iterator(proc_root_, error)) {
-    const std::string name = entry.path().filename().string();
-    if (name.empty() || name.find_first_not_of("0123456789") != std::string::npos) continue;
+  for_each_process(proc_root_, [&instances](std::int64_t pid, const fs::path& folder) {
     std::error_code link_error;
-    const fs::path executable = fs::read_symlink(entry.path() / "exe", link_error);
-    if (link_error || executable.filename() != "kolvo") continue;
-    const auto arguments = command_line(entry.path());
+    const fs::path executable = fs::read_symlink(folder / "exe", link_error);
+    if (link_error || executable.filename() != "kolvo") return true;
+    const auto arguments = process_arguments(folder);
     // Only a serving host is a running Kolvo; a one-shot command is not.
-    if (arguments.size() < 2 || arguments[1] != "serve") continue;
-    instances.push_back({std::stoll(name), executable.parent_path().string()});
-  }
+    if (arguments.size() < 2 || arguments[1] != "serve") return true;
+    instances.push_back({pid, executable.parent_path().string()});
+    return true;
+  });
   return instances;
 }
 

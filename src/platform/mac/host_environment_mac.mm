@@ -38,6 +38,7 @@ struct MacHost {
   MacFocusedApplicationMonitor focused;
   MacPreferenceStore dock_domain{"com.apple.dock"};
   MacSystemStats stats;
+  MacRunningProgramProbe programs;
 };
 
 }  // namespace
@@ -136,8 +137,8 @@ app::PlatformPorts make_mac_platform_ports(const HostIdentity& identity) {
       .system_stats = share(&host->stats),
       .make_dns_service_registrar = mac_dns_service_registrar_factory(),
       .agent_paths = mac_agent_paths(),
-      .programs = nullptr,
-      .watch_directory = {},
+      .programs = share(&host->programs),
+      .watch_directory = mac_directory_watch_factory(),
   };
 }
 

@@ -27,6 +27,7 @@
 #include "overlay/panel_frames.hpp"
 #include "platform/host_ports.hpp"
 #include "prefs/preference_store.hpp"
+#include "shelf/shelf_ports.hpp"
 #include "sound/sound_ports.hpp"
 #include "ui/accent_color_store.hpp"
 #include "ui/calibration_window_model.hpp"
@@ -252,6 +253,16 @@ class MacRunningApplications final : public dock::RunningApplicationsPort {
   [[nodiscard]] base::Subscription observe_launches(std::function<void()> launched) const override;
   [[nodiscard]] base::Subscription observe_terminations(std::function<void()> terminated) const override;
 };
+
+// Whether an application with the program's bundle identifier is running.
+class MacRunningProgramProbe final : public shelf::RunningProgramProbe {
+ public:
+  bool is_running(const shelf::ProgramIdentity& program) const override;
+};
+
+// Watches a folder with a dispatch source on its descriptor, opened for event notification
+// only; each write, rename or deletion in it is posted to the main executor.
+shelf::DirectoryWatchFactory mac_directory_watch_factory();
 
 // AXUIElement reads, with frames flipped into the bottom-left global space.
 class MacAccessibilityElements final : public dock::AccessibilityElementReader {

@@ -2,7 +2,7 @@
 
 #include <system_error>
 
-#include "base/file_snapshot.hpp"
+#include "base/file_time.hpp"
 
 namespace kolvo::shelf {
 

@@ -93,11 +93,12 @@ TEST_F(DeckServerTest, AnUnknownPhoneIsAskedAboutAndRememberedOnceAllowed) {
 
   prompt_.say(true);
   ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::profileIcon) == 1; }));
-  // approved, the state, the launch list with one icon per item, then the frontmost app's icon
+  // approved, the state, the Shelf's widgets (none yet), the launch list with one icon per item,
+  // then the frontmost app's icon
   std::vector<T> order;
   for (const auto& m : phone->received()) order.push_back(m.type());
   const auto items = phone->last(T::launchConfig)->get_if<LaunchConfigMessage>()->launch_items->size();
-  std::vector<T> expected{T::approvalRequired, T::approved, T::stateUpdate, T::launchConfig};
+  std::vector<T> expected{T::approvalRequired, T::approved, T::stateUpdate, T::shelfWidgets, T::launchConfig};
   expected.insert(expected.end(), items, T::launchIcon);
   expected.push_back(T::profileIcon);
   EXPECT_EQ(order, expected);

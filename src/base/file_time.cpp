@@ -1,4 +1,4 @@
-#include "base/file_snapshot.hpp"
+#include "base/file_time.hpp"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -9,20 +9,29 @@
 namespace kolvo::base {
 namespace {
 
+// POSIX stat, not std::filesystem::last_write_time: the file clock's epoch differs between
+// the standard libraries, and the Mac's has no conversion to the system clock.
 WallTime modified_at(const struct stat& info) {
 #if defined(__APPLE__)
-  const auto& stamp = info.st_mtimespec;
+  const timespec& modified = info.st_mtimespec;
 #else
-  const auto& stamp = info.st_mtim;
+  const timespec& modified = info.st_mtim;
 #endif
-  return WallTime(std::chrono::duration_cast<WallTime::duration>(std::chrono::seconds(stamp.tv_sec) +
-                                                                 std::chrono::nanoseconds(stamp.tv_nsec)));
+  const auto since_1970 = std::chrono::seconds(modified.tv_sec) + std::chrono::nanoseconds(modified.tv_nsec);
+  return WallTime(std::chrono::duration_cast<WallTime::duration>(since_1970));
 }
 
 }  // namespace
 
+std::optional<WallTime> file_modification_time(const std::filesystem::path& path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0) return std::nullopt;
+  return modified_at(info);
+}
+
 std::optional<FileSnapshot> read_file_snapshot(const std::filesystem::path& file, std::size_t max_bytes) {
-  const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  // O_NONBLOCK: a pipe named like the file must not hang the reader; regular files ignore it.
+  const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (fd < 0) return std::nullopt;
   struct stat info {};
   std::optional<FileSnapshot> snapshot;
@@ -45,12 +54,6 @@ std::optional<FileSnapshot> read_file_snapshot(const std::filesystem::path& file
   }
   ::close(fd);
   return snapshot;
-}
-
-std::optional<WallTime> modification_time(const std::filesystem::path& file) {
-  struct stat info {};
-  if (::stat(file.c_str(), &info) != 0) return std::nullopt;
-  return modified_at(info);
 }
 
 }  // namespace kolvo::base
