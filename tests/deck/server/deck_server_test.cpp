@@ -500,5 +500,99 @@ TEST(DeckServerStart, APortInUseIsReportedAsTheLastError) {
   first.stop();
 }
 
+// --- The Shelf ---
+
+ShelfSurfaceCommandMessage shelf_command(ShelfSurfaceIdentity identity, ShelfSurfaceCommand command,
+                                         std::optional<double> value = std::nullopt) {
+  ShelfSurfaceCommandMessage message{};
+  message.surface_command = command;
+  message.surface_identity = identity;
+  message.surface_value = value;
+  return message;
+}
+
+std::vector<const ShelfSurfaceState*> shelf_states(Phone& phone) {
+  std::vector<const ShelfSurfaceState*> states;
+  for (const auto& m : phone.received()) {
+    if (const auto* s = m.get_if<ShelfSurfaceStateMessage>()) states.push_back(&*s->surface_state);
+  }
+  return states;
+}
+
+TEST_F(DeckServerTest, ANewPhoneGetsTheShelfsWidgetsThenEachWidgetsState) {
+  runtime_->settings().shelf_widgets().setSlot(1, ShelfSurfaceIdentity::timer);
+  auto phone = approved_phone();
+  std::vector<T> order;
+  for (const auto& m : phone->received()) {
+    if (m.type() != T::launchIcon && m.type() != T::profileIcon) order.push_back(m.type());
+  }
+  EXPECT_EQ(order, (std::vector<T>{T::approved, T::stateUpdate, T::shelfWidgets, T::shelfSurfaceState, T::launchConfig}));
+  const auto* widgets = phone->last(T::shelfWidgets)->get_if<ShelfWidgetsMessage>();
+  EXPECT_EQ(widgets->shelf_widgets, std::vector{ShelfSurfaceIdentity::timer});
+  EXPECT_EQ(widgets->shelf_widget_background, ShelfWidgetBackground::liquidGlass);
+  const auto* state = phone->last(T::shelfSurfaceState)->get_if<ShelfSurfaceStateMessage>();
+  EXPECT_EQ(state->surface_identity, ShelfSurfaceIdentity::timer);
+  EXPECT_EQ(state->surface_state->title, "Timer");
+
+  // Asking for the state brings the widgets' states again, unchanged as they are.
+  phone->send(RequestStateMessage{});
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::shelfSurfaceState) == 2; }));
+}
+
+TEST_F(DeckServerTest, ThePhoneDrivesItsWidgetsAndSeesWidgetChangesFirst) {
+  auto& widgets = runtime_->settings().shelf_widgets();
+  widgets.setSlot(0, ShelfSurfaceIdentity::timer);
+  auto phone = approved_phone();
+  auto other = approved_phone("PHONE-B", "Ben's iPhone");
+
+  phone->send(shelf_command(ShelfSurfaceIdentity::timer, ShelfSurfaceCommand::setContinuous, 25));
+  phone->send(shelf_command(ShelfSurfaceIdentity::timer, ShelfSurfaceCommand::playPause));
+  ASSERT_TRUE(pump({phone.get(), other.get()}, [&] {
+    const auto states = shelf_states(*other);
+    return !states.empty() && states.back()->is_playing;
+  }));
+  EXPECT_TRUE(runtime_->controls().timer().is_running().get());
+  EXPECT_EQ(shelf_states(*other).back()->duration, 1500.0);
+
+  // A command for a widget that is not on the Shelf, or without its arguments, does nothing.
+  const auto before = phone->received().size();
+  phone->send(shelf_command(ShelfSurfaceIdentity::spotify, ShelfSurfaceCommand::playPause));
+  ShelfSurfaceCommandMessage bare{};
+  phone->send(bare);
+  phone->send(PingMessage{});
+  ASSERT_TRUE(pump({phone.get()}, [&] { return phone->count(T::pong) == 1; }));
+  settle({phone.get()});
+  std::vector<T> after;
+  for (auto m = phone->received().begin() + static_cast<std::ptrdiff_t>(before); m != phone->received().end(); ++m) {
+    if (m->type() != T::stateUpdate) after.push_back(m->type());
+  }
+  // The timer's own state updates may arrive meanwhile; nothing else does.
+  EXPECT_EQ(after, std::vector{T::pong});
+
+  // A new widget: the list first, then the new widget's first state; the Timer is not restarted.
+  widgets.setSlot(1, ShelfSurfaceIdentity::codex);
+  ASSERT_TRUE(pump({other.get()}, [&] { return other->count(T::shelfWidgets) == 2 && shelf_states(*other).back()->identity == ShelfSurfaceIdentity::codex; }));
+  const auto& received = other->received();
+  const auto list = std::find_if(received.rbegin(), received.rend(), [](const auto& m) { return m.type() == T::shelfWidgets; });
+  EXPECT_EQ(list->template get_if<ShelfWidgetsMessage>()->shelf_widgets,
+            (std::vector{ShelfSurfaceIdentity::timer, ShelfSurfaceIdentity::codex}));
+  const auto* codex = shelf_states(*other).back();
+  EXPECT_FALSE(codex->available);
+  EXPECT_EQ(codex->unavailable, "Open Codex on your Mac");
+  EXPECT_TRUE(runtime_->controls().timer().is_running().get());
+
+  widgets.set_background(ShelfWidgetBackground::solid);
+  ASSERT_TRUE(pump({other.get()}, [&] { return other->count(T::shelfWidgets) == 3; }));
+  EXPECT_EQ(other->last(T::shelfWidgets)->get_if<ShelfWidgetsMessage>()->shelf_widget_background,
+            ShelfWidgetBackground::solid);
+
+  // Turning the link off stops every widget; on again, they run again.
+  server_->stop();
+  EXPECT_TRUE(runtime_->shelf().configured().empty());
+  EXPECT_EQ(runtime_->shelf().session(ShelfSurfaceIdentity::timer), nullptr);
+  server_->start();
+  EXPECT_NE(runtime_->shelf().session(ShelfSurfaceIdentity::timer), nullptr);
+}
+
 }  // namespace
 }  // namespace kolvo::deck
