@@ -164,15 +164,13 @@ TEST(JsonTree, StringValuesUndoEscapesAndFindUsesThem) {
 }
 
 TEST(JsonTree, FindTakesTheLastOfARepeatedKeyAsJsonParseDoes) {
-  auto parsed = parse_json_tree(R"({"a":1,"b":2,"\u0061":3,"nested":{"a":4}})");
+  const auto parsed = parse_json_tree(R"({"a":1,"b":{"a":4},"\u0061":3})");
   ASSERT_TRUE(parsed.document);
-  JsonNode& root = parsed.document->root;
-  ASSERT_NE(root.find("a"), nullptr);
+  const JsonNode& root = parsed.document->root;
   EXPECT_EQ(root.find("a")->lexeme(), "3");
-  EXPECT_EQ(root.find("b")->lexeme(), "2");
+  EXPECT_EQ(root.find("b")->find("a")->lexeme(), "4");
   EXPECT_EQ(root.find("A"), nullptr);
-  EXPECT_EQ(root.find("nested")->find("a")->lexeme(), "4");
-  EXPECT_EQ(root.find("b")->find("a"), nullptr);  // not an object
+  EXPECT_EQ(root.find("a")->find("a"), nullptr);  // not an object
 }
 
 TEST(JsonTree, NewStringsAreEscapedAsJsonStringifyEscapesThem) {
@@ -197,17 +195,6 @@ TEST(JsonTree, NewStringsAreEscapedAsJsonStringifyEscapesThem) {
     ASSERT_TRUE(parsed.document) << parsed.error;
     EXPECT_EQ(parsed.document->root.string_value(), c.value);
   }
-}
-
-TEST(JsonTree, AppendedMembersAndElementsAreWrittenInPlace) {
-  auto parsed = parse_json_tree("{\n  \"keep\": 1.0\n}\n");
-  ASSERT_TRUE(parsed.document);
-  JsonNode& list = parsed.document->root.append("new \"list\"", JsonNode::array());
-  list.elements().push_back(JsonNode::object());
-  list.elements().push_back(JsonNode::string("x"));
-  EXPECT_EQ(write_json_tree(*parsed.document, kRoomy),
-            "{\n  \"keep\": 1.0,\n  \"new \\\"list\\\"\": [\n    {},\n    \"x\"\n  ]\n}\n");
-  EXPECT_EQ(parsed.document->root.find("new \"list\""), &list);
 }
 
 }  // namespace

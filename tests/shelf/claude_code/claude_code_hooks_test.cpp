@@ -116,7 +116,10 @@ TEST_F(ClaudeCodeHooks, SingleQuotingSurvivesTheShellForAnyText) {
 }
 
 // The expected file is what node printed after applying the same edit to the parsed settings
-// and writing them with JSON.stringify(settings, null, 2), as Claude Code writes them.
+// and writing them with JSON.stringify(settings, null, 2), as Claude Code writes them. The input
+// has permissions, env, model, a status line and plugins around the hooks; hooks with matchers
+// and options; another program's hooks; an old Kolvo hook sharing an entry with the user's, and
+// one alone in its entry. Equal bytes mean none of it was lost or re-spelled.
 TEST(ClaudeSettingsRewrite, AClaudeCodeFileChangesOnlyInItsHooks) {
   const std::string original = data_file("claude_settings.json");
   const std::string expected = data_file("claude_settings_with_hooks.json");
@@ -131,49 +134,6 @@ TEST(ClaudeSettingsRewrite, AClaudeCodeFileChangesOnlyInItsHooks) {
   EXPECT_TRUE(rewrite.text->ends_with(original.substr(hooks_end)));
   // Installing again over the result changes nothing.
   EXPECT_EQ(rewrite_claude_settings(expected, kMacPaths).text, expected);
-}
-
-TEST(ClaudeSettingsRewrite, NoSettingHookOrMatcherOfTheUsersIsLost) {
-  const Json before = Json::parse(data_file("claude_settings.json"));
-  const auto rewrite = rewrite_claude_settings(data_file("claude_settings.json"), kMacPaths);
-  ASSERT_TRUE(rewrite.text);
-  const Json after = Json::parse(*rewrite.text);
-  for (const auto& [key, value] : before.items()) {
-    if (key != "hooks") {
-      EXPECT_EQ(after.at(key), value) << key;
-    }
-  }
-  EXPECT_EQ(after.size(), before.size());
-
-  const auto is_ours = [](const Json& hook) {
-    return hook.value("command", "").find("kolvo-agent-status") != std::string::npos;
-  };
-  for (const auto& [event, entries] : after["hooks"].items()) {
-    // The last entry is Kolvo's, alone, with the current command; no other one of ours is left.
-    ASSERT_FALSE(entries.empty()) << event;
-    const Json current = {{"type", "command"}, {"command", claude_hook_command(event, kMacPaths)}};
-    EXPECT_EQ(entries.back(), (Json{{"hooks", Json::array({current})}}));
-    for (std::size_t i = 0; i + 1 < entries.size(); ++i) {
-      for (const auto& hook : entries[i]["hooks"]) EXPECT_FALSE(is_ours(hook)) << event;
-    }
-  }
-  // The user's own hooks, matchers and options, in their order; the old Kolvo hook that shared
-  // an entry with the user's is gone and the user's stays; the entry that held only an old Kolvo
-  // hook is gone.
-  const Json& pre = after["hooks"]["PreToolUse"];
-  ASSERT_EQ(pre.size(), 3u);
-  EXPECT_EQ(pre[0], before["hooks"]["PreToolUse"][0]);
-  EXPECT_EQ(pre[1]["matcher"], "Edit|Write");
-  EXPECT_EQ(pre[1]["hooks"], Json::array({before["hooks"]["PreToolUse"][1]["hooks"][1]}));
-  const Json& stop = after["hooks"]["Stop"];
-  ASSERT_EQ(stop.size(), 2u);
-  EXPECT_EQ(stop[0], before["hooks"]["Stop"][0]);
-  EXPECT_EQ(after["hooks"]["Notification"][0], before["hooks"]["Notification"][0]);
-  // Events are added after the ones the file had, in the order they are installed.
-  std::vector<std::string> order;
-  for (const auto& [event, entries] : after["hooks"].items()) order.push_back(event);
-  EXPECT_EQ(order, (std::vector<std::string>{"PreToolUse", "Stop", "Notification", "SessionStart", "UserPromptSubmit",
-                                             "PostToolUse", "SessionEnd"}));
 }
 
 TEST(ClaudeSettingsRewrite, InstallingTwiceGivesTheSameTextWithOneHookPerEvent) {
@@ -202,18 +162,6 @@ TEST(ClaudeSettingsRewrite, InstallingTwiceGivesTheSameTextWithOneHookPerEvent) 
   EXPECT_EQ(Json::parse(*kept.text)["hooks"]["Stop"][0], (Json{{"hooks", Json::array()}}));
   EXPECT_EQ(Json::parse(*kept.text)["hooks"]["Stop"][1], "odd");
   EXPECT_EQ(Json::parse(*kept.text)["hooks"]["Stop"][2], (Json{{"hooks", "odd"}}));
-}
-
-TEST(ClaudeSettingsRewrite, KeysAfterTheHooksAndEverySpellingStay) {
-  const std::string original =
-      "{\n  \"n\": 1.50,\n  \"e\": 1e3,\n  \"s\": \"\\u00e9\\/\",\n  \"hooks\": {\n    \"Stop\": []\n  },\n"
-      "  \"after\": [\n    -0\n  ]\n}\n";
-  const auto rewrite = rewrite_claude_settings(original, kMacPaths);
-  ASSERT_TRUE(rewrite.text);
-  const std::string head = "{\n  \"n\": 1.50,\n  \"e\": 1e3,\n  \"s\": \"\\u00e9\\/\",\n  \"hooks\": {\n    \"Stop\": [\n      {\n";
-  const std::string tail = "\n  },\n  \"after\": [\n    -0\n  ]\n}\n";
-  EXPECT_TRUE(rewrite.text->starts_with(head)) << *rewrite.text;
-  EXPECT_TRUE(rewrite.text->ends_with(tail)) << *rewrite.text;
 }
 
 TEST_F(ClaudeCodeHooks, InstallKeepsTheOriginalOnceAndThePermissions) {
