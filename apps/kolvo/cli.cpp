@@ -73,6 +73,9 @@ constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
   update check [--feed URL] [--timeout SECONDS] [--json]
                             read the update feed (URL, else KOLVO_UPDATE_FEED_URL) and say
                             whether a newer version runs on this Mac; never writes
+  claude install-hooks      add Kolvo's status hooks to Claude Code's settings
+                            (~/.claude/settings.json), keeping the original beside it
+  claude status [--json]    whether the hooks are installed, and the last event they reported
   help                      this text
 )";
 
@@ -128,6 +131,7 @@ int run(int argc, char** argv) {
   if (command == "update") return run_update(std::move(arguments));
   if (command == "deck") return run_deck(std::move(arguments));
   if (command == "launch") return run_launch(std::move(arguments));
+  if (command == "claude") return run_claude(std::move(arguments));
   return fail(kExitUsage, "'" + command + "' is not a kolvo command; run 'kolvo help' for the list.");
 }
 

@@ -43,5 +43,6 @@ int run_timer(Arguments arguments);
 int run_update(Arguments arguments);
 int run_deck(Arguments arguments);
 int run_launch(Arguments arguments);
+int run_claude(Arguments arguments);
 
 }  // namespace kolvo::host

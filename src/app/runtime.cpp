@@ -344,7 +344,8 @@ ui::SettingsPages Runtime::settings_pages(ui::SettingsPageHooks hooks) {
                              .zone_map = settings_.zone_map(),
                              .deck_server = deck_server_.get(),
                              .deck_trust = &deck_trust(),
-                             .shelf_widgets = &settings_.shelf_widgets()},
+                             .shelf_widgets = &settings_.shelf_widgets(),
+                             .agent_paths = &ports_.agent_paths},
       std::move(hooks));
 }
 

@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
+#include <cstring>
 
 namespace kolvo::base {
 namespace {
@@ -29,31 +31,42 @@ std::optional<WallTime> file_modification_time(const std::filesystem::path& path
   return modified_at(info);
 }
 
-std::optional<FileSnapshot> read_file_snapshot(const std::filesystem::path& file, std::size_t max_bytes) {
-  // O_NONBLOCK: a pipe named like the file must not hang the reader; regular files ignore it.
+FileRead read_whole_file(const std::filesystem::path& file, std::size_t max_bytes) {
+  FileRead read;
   const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (fd < 0) return std::nullopt;
+  if (fd < 0) {
+    if (errno != ENOENT) read.problem = "it could not be opened (" + std::string(std::strerror(errno)) + ")";
+    return read;
+  }
+  read.exists = true;
   struct stat info {};
-  std::optional<FileSnapshot> snapshot;
-  if (::fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && static_cast<std::size_t>(info.st_size) <= max_bytes) {
-    FileSnapshot read{std::string(static_cast<std::size_t>(info.st_size), '\0'), modified_at(info)};
-    std::size_t filled = 0;
-    bool failed = false;
-    while (filled < read.bytes.size()) {
-      const ssize_t n = ::read(fd, read.bytes.data() + filled, read.bytes.size() - filled);
+  if (::fstat(fd, &info) != 0) {
+    read.problem = "it could not be examined (" + std::string(std::strerror(errno)) + ")";
+  } else if (!S_ISREG(info.st_mode)) {
+    read.problem = "it is not a regular file";
+  } else if (static_cast<std::uintmax_t>(info.st_size) > max_bytes) {
+    read.problem = "it is larger than " + std::to_string(max_bytes >> 20) + " MiB";
+  } else {
+    read.mode = info.st_mode & 07777;
+    read.modified = modified_at(info);
+    read.text.resize(static_cast<std::size_t>(info.st_size));
+    std::size_t done = 0;
+    // The file may grow while it is read; what lies past the size it had is ignored, and a file
+    // that shrank is read to its end.
+    while (done < read.text.size()) {
+      const ssize_t n = ::read(fd, read.text.data() + done, read.text.size() - done);
       if (n < 0 && errno == EINTR) continue;
-      if (n <= 0) {
-        failed = n < 0;
+      if (n < 0) {
+        read.problem = "it could not be read (" + std::string(std::strerror(errno)) + ")";
         break;
       }
-      filled += static_cast<std::size_t>(n);
+      if (n == 0) break;
+      done += static_cast<std::size_t>(n);
     }
-    // A file that shrank while being read is read as far as it went.
-    read.bytes.resize(filled);
-    if (!failed) snapshot = std::move(read);
+    read.text.resize(done);
   }
   ::close(fd);
-  return snapshot;
+  return read;
 }
 
 }  // namespace kolvo::base

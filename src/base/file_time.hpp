@@ -13,14 +13,23 @@ namespace kolvo::base {
 // nanosecond where the file system keeps it. Absent when the file cannot be examined.
 std::optional<WallTime> file_modification_time(const std::filesystem::path& path);
 
-// A small file's bytes with the modification time of the very file they were read from.
-struct FileSnapshot {
-  std::string bytes;
-  WallTime modified;
+// A whole file read at once, with the modification time and permission bits of the very file
+// the bytes came from.
+struct FileRead {
+  bool exists = false;
+  std::string text;
+  // Why the file could not be read, as a clause ("it is not a regular file"); empty when it was
+  // read or is missing.
+  std::string problem;
+  WallTime modified{};
+  unsigned mode = 0;  // the permission bits
+
+  bool ok() const { return exists && problem.empty(); }
 };
 
-// Absent when the file is missing, unreadable, not a regular file or larger than `max_bytes`:
-// a file that size is not one this program wrote, and reading it whole would cost memory.
-std::optional<FileSnapshot> read_file_snapshot(const std::filesystem::path& file, std::size_t max_bytes);
+// Reads the file when it is a regular file of at most `max_bytes`: a larger one is no file this
+// program expects there, and reading it whole would cost memory. Links are followed; a pipe
+// named like the file is refused rather than waited on.
+FileRead read_whole_file(const std::filesystem::path& file, std::size_t max_bytes);
 
 }  // namespace kolvo::base

@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "base/number_text.hpp"
+#include "shelf/claude_code/claude_code_hooks.hpp"
 #include "ui/activation_texts.hpp"
 #include "ui/control_choices.hpp"
 #include "ui/general_page_model.hpp"
@@ -364,6 +365,19 @@ PageContent SettingsPages::corvane() const {
   }
   shelf.rows.push_back(std::move(more));
   page.sections.push_back(std::move(shelf));
+
+  if (const auto* paths = stores_.agent_paths) {
+    const auto report = shelf::claude_hook_status(*paths);
+    const bool installed = report.status == shelf::ClaudeHookStatus::installed;
+    Section claude{"Claude Code", {TextRow{report.sentence, installed ? TextStyle::body : TextStyle::warning}}};
+    if (!report.problem.empty()) {
+      claude.rows.push_back(TextRow{report.problem, TextStyle::warning});
+    }
+    claude.rows.push_back(ButtonRow{"setUpClaudeCode", "Set Up Claude Code Status",
+                                    report.status != shelf::ClaudeHookStatus::claude_missing});
+    if (claude_setup_outcome_) claude.rows.push_back(TextRow{*claude_setup_outcome_, TextStyle::note});
+    page.sections.push_back(std::move(claude));
+  }
   return page;
 }
 
@@ -509,6 +523,12 @@ EventOutcome SettingsPages::handle(SettingsPage page, const ControlEvent& e) {
       stores_.calibrations.set_display_mode(dock::SelectedDisplay{text->substr(kSelectedDisplayPrefix.size())});
     }
     return done();
+  }
+
+  if (e.id == "setUpClaudeCode") {
+    const auto installed = shelf::install_claude_hooks(*stores_.agent_paths);
+    claude_setup_outcome_ = installed.sentence;
+    return installed.ok ? done() : refused(installed.sentence);
   }
 
   // The Corvane page: the Shelf's two widgets.

@@ -9,6 +9,7 @@
 #include "catalog/profile_store.hpp"
 #include "deck/server/deck_settings_stores.hpp"
 #include "deck/server/kolvo_deck_server.hpp"
+#include "shelf/shelf_ports.hpp"
 #include "shelf/shelf_widget_settings_store.hpp"
 #include "dock/alignment_settings_store.hpp"
 #include "dock/multi_display_calibration_store.hpp"
@@ -44,6 +45,8 @@ struct SettingsPageStores {
   deck::KolvoDeckTrustStore* deck_trust = nullptr;
   // The phone's Shelf widgets; the Corvane page shows nothing of the Shelf without them.
   shelf::ShelfWidgetSettingsStore* shelf_widgets = nullptr;
+  // Where Claude Code keeps its settings; without it the page offers no status hooks.
+  const shelf::AgentPaths* agent_paths = nullptr;
 };
 
 struct LaunchAtLoginState {
@@ -99,6 +102,8 @@ class SettingsPages {
 
   SettingsPageStores stores_;
   SettingsPageHooks hooks_;
+  // What the last "Set Up Claude Code Status" came to, shown under its button.
+  std::optional<std::string> claude_setup_outcome_;
 };
 
 // The titles the sidebar lists.

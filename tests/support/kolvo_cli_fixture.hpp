@@ -40,6 +40,11 @@ class KolvoCli : public ::testing::Test {
   }
 
   path prefs_file() const { return home_ / "config" / "kolvo" / "preferences.json"; }
+  // The program's home folder and data folder, where it finds Claude Code's settings and keeps
+  // the agents' status file; neither exists until a test makes it, and the tester's own are
+  // never touched.
+  path user_home() const { return home_ / "home"; }
+  path data_home() const { return home_ / "data"; }
 
   // `arguments` as a shell would split them; standard input from `input` when given.
   CommandResult kolvo(const std::string& arguments, const std::optional<std::string>& input = std::nullopt) const {
@@ -117,7 +122,8 @@ class KolvoCli : public ::testing::Test {
 
   // The update feed named by the environment is the test's own, or none.
   std::string environment() const {
-    return "XDG_CONFIG_HOME='" + (home_ / "config").string() + "' KOLVO_UPDATE_FEED_URL='" + update_feed_ + "'";
+    return "XDG_CONFIG_HOME='" + (home_ / "config").string() + "' HOME='" + user_home().string() + "' XDG_DATA_HOME='" +
+           data_home().string() + "' KOLVO_UPDATE_FEED_URL='" + update_feed_ + "'";
   }
 
   path home_;

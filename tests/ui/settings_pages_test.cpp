@@ -2,6 +2,7 @@
 
 #include "overlay/hidden_dock_services.hpp"
 #include "support/dock_fixture.hpp"
+#include "support/temp_root.hpp"
 #include "ui/settings_pages.hpp"
 
 namespace kolvo::ui {
@@ -236,6 +237,44 @@ TEST(SettingsPages, TheShelfOffersWhatIsNotOnItAndSaysSoWhenBothWidgetsAreTaken)
   EXPECT_EQ(selected("shelfSlot.1"), "none");
   ASSERT_TRUE(h.send(SettingsPage::corvane, "shelfSlot.0", std::string("none")).done);
   EXPECT_TRUE(h.settings().shelf_widgets().widgets().empty());
+}
+
+TEST(SettingsPages, SettingUpClaudeCodeStatusShowsWhatItCameTo) {
+  PagesHarness h;
+  testing::TempRoot home("corvane-claude");
+  const shelf::AgentPaths paths{home.path(), home.path() / "support"};
+  SettingsPageStores stores = h.stores();
+  stores.agent_paths = &paths;
+  SettingsPages pages(stores, {});
+  const auto shown = [&pages](std::string_view text) {
+    const auto page = pages.content(SettingsPage::corvane);
+    return to_text(page).find(text) != std::string::npos;
+  };
+  const auto button_enabled = [&pages] {
+    const auto page = pages.content(SettingsPage::corvane);
+    const auto* button = std::get_if<ButtonRow>(find_row(page, "setUpClaudeCode"));
+    return button && button->enabled;
+  };
+
+  EXPECT_TRUE(shown("Claude Code was not found in your home folder."));
+  EXPECT_FALSE(button_enabled());
+
+  std::filesystem::create_directories(paths.claude_folder());
+  EXPECT_TRUE(shown("Claude Code needs status hooks before it can report activity."));
+  ASSERT_TRUE(button_enabled());
+  ASSERT_TRUE(pages.handle(SettingsPage::corvane, {"setUpClaudeCode", {}}).done);
+  EXPECT_TRUE(shown("Status hooks installed"));
+  EXPECT_TRUE(std::filesystem::exists(paths.claude_settings()));
+
+  // A settings file Kolvo would have to guess about is refused, said so, and left as it was.
+  home.write(paths.claude_settings(), "[\"not\", \"settings\"]");
+  const auto refused = pages.handle(SettingsPage::corvane, {"setUpClaudeCode", {}});
+  EXPECT_FALSE(refused.done);
+  EXPECT_FALSE(refused.message.empty());
+  EXPECT_TRUE(shown(refused.message));
+  EXPECT_TRUE(shown("cannot be read as settings"));
+  std::ifstream in(paths.claude_settings());
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "[\"not\", \"settings\"]");
 }
 
 TEST(SettingsPages, ProfilesInheritOrOverrideEachGroupAndShowTheirOwnConflicts) {

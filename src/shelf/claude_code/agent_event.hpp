@@ -11,6 +11,9 @@
 
 namespace kolvo::shelf {
 
+// A report of a Write step carries the whole file written; far larger is no report of ours.
+inline constexpr std::size_t kMaximumAgentStatusBytes = std::size_t{32} << 20;
+
 // One status report a Claude Code hook left: the hook's event and what it was given.
 struct AgentEvent {
   std::string event;

@@ -36,9 +36,9 @@ void AgentEventWatcher::reload() {
   const std::uint64_t generation = generation_;
   reads_.async(
       [file = status_file_]() -> std::optional<AgentEvent> {
-        const auto snapshot = base::read_file_snapshot(file, kMaximumStatusFileBytes);
-        if (!snapshot) return std::nullopt;
-        return parse_agent_event(snapshot->bytes, snapshot->modified);
+        const auto read = base::read_whole_file(file, kMaximumAgentStatusBytes);
+        if (!read.ok()) return std::nullopt;
+        return parse_agent_event(read.text, read.modified);
       },
       [this, generation](std::optional<AgentEvent> event) {
         if (generation != generation_) return;

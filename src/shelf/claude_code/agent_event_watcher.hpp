@@ -17,9 +17,6 @@ namespace kolvo::shelf {
 // in its folder reads it again, off the main thread, and reports the event it now holds.
 class AgentEventWatcher {
  public:
-  // A Write report carries the whole file written; far larger is no report of ours.
-  static constexpr std::size_t kMaximumStatusFileBytes = 32u << 20;
-
   using Changed = std::function<void(const std::optional<AgentEvent>&)>;
 
   AgentEventWatcher(std::filesystem::path status_file, base::Executor& main, DirectoryWatchFactory watch_directory,
