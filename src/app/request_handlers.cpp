@@ -296,7 +296,8 @@ class Handlers {
     auto& shelf = runtime_.shelf();
     const auto widget = std::string(deck::kShelfSurfaceIdentityTable.to_string(request.identity));
     if (!shelf.session(request.identity)) {
-      return respond_(failed("The " + widget + " widget is not on the Shelf, or Kolvo Deck is not running."));
+      return respond_(failed("No " + widget + " widget is running: it is not on the Shelf, Kolvo Deck is not running, "
+                             "or this Mac cannot feed that widget yet."));
     }
     shelf.route(request.identity, request.command);
     respond_(done(std::string(deck::kShelfSurfaceCommandTable.to_string(request.command.command)) + " sent to " + widget));

@@ -114,12 +114,7 @@ nlohmann::ordered_json effective_settings(Settings& settings) {
   out[text(prefs::keys::kDeckStatsEnabled)] = std::move(stats);
 
   auto& shelf = settings.shelf_widgets();
-  auto slots = nlohmann::ordered_json::array();
-  for (std::size_t i = 0; i < shelf::ShelfWidgetSettingsStore::kSlotCount; ++i) {
-    const auto slot = shelf.slot(i);
-    slots.push_back(slot ? text(deck::kShelfSurfaceIdentityTable.to_string(*slot)) : std::string());
-  }
-  out[text(prefs::keys::kShelfWidgets)] = std::move(slots);
+  out[text(prefs::keys::kShelfWidgets)] = shelf.stored_slots();
   out[text(prefs::keys::kShelfBackground)] = text(deck::kShelfWidgetBackgroundTable.to_string(shelf.background()));
 
   out[text(prefs::keys::kLaunchBetaEnabled)] = settings.launch_beta_enabled();

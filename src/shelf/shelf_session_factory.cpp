@@ -7,12 +7,17 @@
 namespace kolvo::shelf {
 
 ShelfSessionFactory make_shelf_session_factory(ShelfSessionDependencies deps) {
-  return [deps = std::move(deps)](ShelfSurfaceIdentity identity) -> std::unique_ptr<ShelfSurfaceSession> {
+  // Without them the agents' widgets would look for their files relative to wherever the
+  // program was started.
+  const bool knows_agent_folders = !deps.agent_paths.home.empty() && !deps.agent_paths.application_support.empty();
+  return [deps = std::move(deps), knows_agent_folders](ShelfSurfaceIdentity identity) -> std::unique_ptr<ShelfSurfaceSession> {
     switch (identity) {
       case ShelfSurfaceIdentity::claudeCode:
+        if (!knows_agent_folders) return nullptr;
         return std::make_unique<ClaudeCodeSurfaceSession>(
-            ClaudeCodeSurfaceSession::Ports{deps.main, deps.clock, deps.agent_paths, deps.watch_directory});
+            ClaudeCodeSurfaceSession::Ports{deps.main, deps.clock, deps.log, deps.agent_paths, deps.watch_directory});
       case ShelfSurfaceIdentity::codex:
+        if (!knows_agent_folders) return nullptr;
         return std::make_unique<CodexSurfaceSession>(deps.main, deps.clock, deps.log, deps.agent_paths, deps.programs);
       case ShelfSurfaceIdentity::timer:
         if (!deps.timer) return nullptr;

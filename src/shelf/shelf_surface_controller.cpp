@@ -11,16 +11,21 @@ ShelfSurfaceController::~ShelfSurfaceController() {
 }
 
 void ShelfSurfaceController::configure(const std::vector<ShelfSurfaceIdentity>& widgets) {
-  configured_ = widgets;
+  // A widget listed twice is one widget.
+  configured_.clear();
+  for (const auto identity : widgets) {
+    if (std::find(configured_.begin(), configured_.end(), identity) == configured_.end()) configured_.push_back(identity);
+  }
   const std::set<ShelfSurfaceIdentity> wanted(widgets.begin(), widgets.end());
   for (auto it = sessions_.begin(); it != sessions_.end();) {
     if (wanted.contains(it->first)) {
       ++it;
       continue;
     }
-    // Out of the map first: a state the session emits while stopping reaches no phone.
+    // Detached first: a state the session emits while stopping reaches no phone.
     auto leaving = std::move(it->second);
     it = sessions_.erase(it);
+    leaving->set_on_state(nullptr);
     leaving->stop();
   }
   for (const auto identity : widgets) {

@@ -29,6 +29,14 @@ std::vector<ShelfSurfaceIdentity> ShelfWidgetSettingsStore::widgets() const {
   return widgets;
 }
 
+std::vector<std::string> ShelfWidgetSettingsStore::stored_slots() const {
+  std::vector<std::string> stored;
+  for (const auto& slot : slots_.get()) {
+    stored.emplace_back(slot ? deck::kShelfSurfaceIdentityTable.to_string(*slot) : std::string_view());
+  }
+  return stored;
+}
+
 std::optional<ShelfSurfaceIdentity> ShelfWidgetSettingsStore::slot(std::size_t index) const {
   return index < kSlotCount ? slots_.get()[index] : std::nullopt;
 }
@@ -45,7 +53,7 @@ void ShelfWidgetSettingsStore::setSlot(std::size_t index, std::optional<ShelfSur
   next[index] = identity;
   slots_.set(next);
   prefs::PreferenceValue::Array stored;
-  for (const auto& slot : next) stored.emplace_back(slot ? std::string(deck::kShelfSurfaceIdentityTable.to_string(*slot)) : std::string());
+  for (auto& name : stored_slots()) stored.emplace_back(std::move(name));
   prefs_.set(prefs::keys::kShelfWidgets, std::move(stored));
   announce();
 }

@@ -3,6 +3,7 @@
 #include <array>
 #include <functional>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -30,6 +31,8 @@ class ShelfWidgetSettingsStore {
   base::Observable<ShelfWidgetBackground>& background() { return background_; }
   // The chosen widgets in slot order: what the phone shows and the sessions that run.
   std::vector<ShelfSurfaceIdentity> widgets() const;
+  // The slots as they are stored: each widget's name, or "" for an empty slot.
+  std::vector<std::string> stored_slots() const;
 
   // Called with the widget list after the slots or the background changed.
   void set_on_change(std::function<void(const std::vector<ShelfSurfaceIdentity>&)> on_change) {

@@ -106,11 +106,12 @@ TEST(ShelfSurfaceController, ConfigureStopsWhatLeftKeepsWhatStaysAndStartsWhatIs
   EXPECT_EQ(bench.take(), (std::vector<std::string>{"spotify stop"}));
   EXPECT_EQ(bench.controller.session(I::spotify), nullptr);
 
-  // The same widget twice is one session; the order of the list is the refresh order.
+  // The same widget twice is one widget; the order of the list is the refresh order.
   bench.controller.configure({I::photoshop, I::codex, I::photoshop});
   EXPECT_EQ(bench.take(), (std::vector<std::string>{"photoshop start"}));
+  EXPECT_EQ(bench.controller.configured(), (std::vector<I>{I::photoshop, I::codex}));
   bench.controller.refreshAll();
-  EXPECT_EQ(bench.take(), (std::vector<std::string>{"photoshop refresh", "codex refresh", "photoshop refresh"}));
+  EXPECT_EQ(bench.take(), (std::vector<std::string>{"photoshop refresh", "codex refresh"}));
 
   bench.controller.configure({});
   auto stopped = bench.take();
@@ -129,6 +130,24 @@ TEST(ShelfSurfaceController, ReAddingAWidgetStartsAFreshSession) {
   // A fresh session, not the one that was running before.
   EXPECT_EQ(bench.take(), (std::vector<std::string>{"timer stop", "codex start", "timer start"}));
   EXPECT_EQ(bench.delivered, (std::vector<I>{I::codex, I::timer}));
+}
+
+// A session that says something as it stops (its last state, say) is no longer on the Shelf.
+TEST(ShelfSurfaceController, ARemovedSessionIsHeardNoMore) {
+  struct ChattySession final : RecordingSession {
+    using RecordingSession::RecordingSession;
+    void stop() override {
+      RecordingSession::stop();
+      resend_last();
+    }
+  };
+  Journal journal;
+  std::vector<I> delivered;
+  ShelfSurfaceController controller([&](I identity) { return std::make_unique<ChattySession>(identity, journal); });
+  controller.set_on_state([&](const ShelfSurfaceState& s) { delivered.push_back(s.identity); });
+  controller.configure({I::codex, I::timer});
+  controller.configure({I::timer});
+  EXPECT_EQ(delivered, (std::vector<I>{I::codex, I::timer}));
 }
 
 TEST(ShelfSurfaceController, CommandsReachOnlySessionsOfTheirKind) {

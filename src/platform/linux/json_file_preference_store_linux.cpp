@@ -15,6 +15,7 @@
 
 #include "base/base64.hpp"
 #include "base/date_time.hpp"
+#include "base/file_io.hpp"
 #include "base/json_text.hpp"
 
 namespace kolvo::platform {
@@ -41,19 +42,6 @@ class FileLock {
  private:
   int fd_ = -1;
 };
-
-bool write_all(int fd, const std::string& text) {
-  std::size_t written = 0;
-  while (written < text.size()) {
-    const ssize_t n = ::write(fd, text.data() + written, text.size() - written);
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    written += static_cast<std::size_t>(n);
-  }
-  return true;
-}
 
 std::string timestamp_for_file_name() {
   const std::time_t now = std::time(nullptr);
@@ -333,23 +321,8 @@ void JsonFilePreferenceStore::update(std::string_view key, const std::optional<P
 }
 
 bool JsonFilePreferenceStore::write_file(const ordered_json& document) {
-  const fs::path temporary = file_.string() + ".tmp-" + std::to_string(::getpid());
   const std::string text = unmark_unrepresentable_numbers(document.dump(2)) + "\n";
-  const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-  if (fd < 0) return false;
-  const bool written = write_all(fd, text) && ::fsync(fd) == 0;
-  ::close(fd);
-  if (!written || ::rename(temporary.c_str(), file_.c_str()) != 0) {
-    ::unlink(temporary.c_str());
-    return false;
-  }
-  // The rename itself must survive a power cut.
-  const int dir = ::open(file_.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (dir >= 0) {
-    ::fsync(dir);
-    ::close(dir);
-  }
-  return true;
+  return base::write_file_atomically(file_, text, 0600).empty();
 }
 
 }  // namespace kolvo::platform

@@ -3,6 +3,7 @@
 #include <array>
 #include <utility>
 
+#include "base/file_io.hpp"
 #include "base/json_text.hpp"
 
 namespace kolvo::shelf {
@@ -39,8 +40,16 @@ std::string capitalized(std::string text) {
 }  // namespace
 
 std::optional<std::string> AgentEvent::project_name() const {
-  if (!cwd || cwd->empty()) return std::nullopt;
-  return last_component(*cwd);
+  if (!cwd) return std::nullopt;
+  auto name = last_component(*cwd);
+  if (name.empty() || name == "/") return std::nullopt;
+  return name;
+}
+
+std::optional<AgentEvent> read_agent_event(const std::filesystem::path& status_file) {
+  const auto read = base::read_whole_file(status_file, kMaximumAgentStatusBytes);
+  if (!read.ok()) return std::nullopt;
+  return parse_agent_event(read.text, read.modified);
 }
 
 std::optional<AgentEvent> parse_agent_event(std::string_view bytes, base::WallTime modified) {
@@ -83,7 +92,9 @@ std::optional<std::string> claude_detail_for(const AgentEvent& event) {
     return prefix + *value;
   };
   const auto file = [&] {
+    // A notebook's edit names its file "notebook_path".
     auto path = input(event, "file_path");
+    if (!path) path = input(event, "notebook_path");
     return path ? std::optional(last_component(*path)) : std::nullopt;
   };
   if (tool == "Edit" || tool == "Write" || tool == "NotebookEdit") return prefixed("Editing ", file());

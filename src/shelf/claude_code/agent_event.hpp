@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -26,11 +27,16 @@ struct AgentEvent {
 
   // The last folder of `cwd`: the project the agent works in.
   std::optional<std::string> project_name() const;
+
+  friend bool operator==(const AgentEvent&, const AgentEvent&) = default;
 };
 
 // The report in a status file's bytes; absent unless they are a JSON object with a string
 // "event". A payload that is not an object, or fields of the wrong type, leave those fields out.
 std::optional<AgentEvent> parse_agent_event(std::string_view bytes, base::WallTime modified);
+
+// The report in the status file now; absent when there is none, or it is no report.
+std::optional<AgentEvent> read_agent_event(const std::filesystem::path& status_file);
 
 // What the agent is doing after `event`; absent for a report that says nothing about it
 // ("SessionEnd", or an event this program does not know).

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <system_error>
 
-#include "base/file_time.hpp"
+#include "base/file_io.hpp"
 #include "shelf/claude_code/agent_event.hpp"
 
 namespace kolvo::shelf {
@@ -22,79 +22,7 @@ namespace {
 // indentation would more than double it is nested beyond any settings Claude Code writes.
 constexpr std::size_t kMaxWrittenBytes = 2 * kClaudeSettingsLimits.max_bytes;
 
-std::string errno_text(int error) { return std::strerror(error); }
-
 using base::FileRead;
-
-FileRead read_file(const fs::path& file, std::size_t limit) { return base::read_whole_file(file, limit); }
-
-bool write_all(int fd, std::string_view text) {
-  std::size_t done = 0;
-  while (done < text.size()) {
-    const ssize_t n = ::write(fd, text.data() + done, text.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) return false;
-    done += static_cast<std::size_t>(n);
-  }
-  return true;
-}
-
-void sync_folder(const fs::path& folder) {
-  const int dir = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (dir >= 0) {
-    ::fsync(dir);
-    ::close(dir);
-  }
-}
-
-// A temporary file beside `destination` holding `text` with the permission bits `mode`, flushed
-// to disk and closed. Empty `temporary`, and the system's reason in `problem`, when it could not
-// be made.
-struct Staged {
-  std::string temporary;
-  std::string problem;
-};
-
-Staged stage(const fs::path& destination, std::string_view text, mode_t mode) {
-  std::string name = destination.string() + ".kolvo-XXXXXX";
-  const int fd = ::mkstemp(name.data());
-  if (fd < 0) return {{}, errno_text(errno)};
-  std::string problem;
-  if (::fchmod(fd, mode) != 0 || !write_all(fd, text) || ::fsync(fd) != 0) problem = errno_text(errno);
-  if (::close(fd) != 0 && problem.empty()) problem = errno_text(errno);
-  if (!problem.empty()) {
-    ::unlink(name.c_str());
-    return {{}, problem};
-  }
-  return {name, {}};
-}
-
-// Makes `destination` hold `text` unless it already exists, in which case it is kept as it is.
-// The file appears whole or not at all: a copy cut short by a crash would otherwise be kept
-// from then on as if it were the original. Returns the system's reason on failure.
-std::string create_once(const fs::path& destination, std::string_view text, mode_t mode) {
-  const Staged staged = stage(destination, text, mode);
-  if (!staged.problem.empty()) return staged.problem;
-  std::string problem;
-  if (::link(staged.temporary.c_str(), destination.c_str()) != 0 && errno != EEXIST) problem = errno_text(errno);
-  ::unlink(staged.temporary.c_str());
-  if (problem.empty()) sync_folder(destination.parent_path());
-  return problem;
-}
-
-// Returns the system's reason on failure, and `destination` is then as it was.
-std::string replace_atomically(const fs::path& destination, std::string_view text, mode_t mode) {
-  const Staged staged = stage(destination, text, mode);
-  if (!staged.problem.empty()) return staged.problem;
-  if (::rename(staged.temporary.c_str(), destination.c_str()) != 0) {
-    const int error = errno;
-    ::unlink(staged.temporary.c_str());
-    return errno_text(error);
-  }
-  // The rename itself must survive a power cut.
-  sync_folder(destination.parent_path());
-  return {};
-}
 
 bool claude_present(const AgentPaths& paths) {
   std::error_code error;
@@ -180,7 +108,7 @@ bool claude_hooks_installed(const JsonNode& settings) {
 ClaudeHookReport claude_hook_status(const AgentPaths& paths) {
   if (!claude_present(paths)) return {ClaudeHookStatus::claude_missing, std::string(kClaudeNotFoundSentence), {}};
   const ClaudeHookReport missing{ClaudeHookStatus::hooks_missing, std::string(kClaudeHooksNeededSentence), {}};
-  const FileRead file = read_file(paths.claude_settings(), kClaudeSettingsLimits.max_bytes);
+  const FileRead file = base::read_whole_file(paths.claude_settings(), kClaudeSettingsLimits.max_bytes);
   std::string problem = file.problem;
   if (file.exists && problem.empty()) {
     const auto parsed = base::parse_json_tree(file.text, kClaudeSettingsLimits);
@@ -247,7 +175,7 @@ fs::path claude_settings_backup(const AgentPaths& paths) {
 ClaudeHookInstall install_claude_hooks(const AgentPaths& paths) {
   if (!claude_present(paths)) return refused(std::string(kClaudeNotFoundSentence));
   const fs::path settings = paths.claude_settings();
-  const FileRead original = read_file(settings, kClaudeSettingsLimits.max_bytes);
+  const FileRead original = base::read_whole_file(settings, kClaudeSettingsLimits.max_bytes);
   if (!original.problem.empty()) return refused(settings_sentence(paths, original.problem));
   const ClaudeSettingsRewrite rewrite = rewrite_claude_settings(original.text, paths);
   if (!rewrite.text) return refused(settings_sentence(paths, rewrite.problem));
@@ -264,28 +192,27 @@ ClaudeHookInstall install_claude_hooks(const AgentPaths& paths) {
   }
   if (original.exists) {
     const fs::path backup = claude_settings_backup(paths);
-    const std::string problem = create_once(backup, original.text, original.mode);
+    const std::string problem = base::create_file_once(backup, original.text, original.mode);
     if (!problem.empty()) {
       return refused(settings_sentence(paths, "no backup could be kept as " + backup.string() + " (" + problem + ")"));
     }
   }
   // Claude Code writes this file too (when a permission is granted, say); a change made since it
   // was read would be lost by the rename, so it wins and the install can simply be run again.
-  const FileRead now = read_file(settings, kClaudeSettingsLimits.max_bytes);
+  const FileRead now = base::read_whole_file(settings, kClaudeSettingsLimits.max_bytes);
   if (now.exists != original.exists || now.text != original.text) {
     return refused(settings_sentence(paths, "it changed while the hooks were being added; try again"));
   }
   // A file made here may come to hold API keys in its "env", so only its owner may read it.
-  const std::string problem = replace_atomically(target, *rewrite.text, original.exists ? original.mode : 0600);
+  const std::string problem = base::write_file_atomically(target, *rewrite.text, original.exists ? original.mode : 0600);
   if (!problem.empty()) return refused(settings_sentence(paths, "it could not be rewritten (" + problem + ")"));
   return installed;
 }
 
 ClaudeStatusFile read_claude_status_file(const AgentPaths& paths) {
-  const FileRead file = read_file(paths.claude_status_file(), kMaximumAgentStatusBytes);
-  ClaudeStatusFile status{file.exists, std::nullopt};
-  if (!file.ok()) return status;
-  if (auto event = parse_agent_event(file.text, file.modified)) status.event = std::move(event->event);
+  std::error_code ignored;
+  ClaudeStatusFile status{fs::exists(paths.claude_status_file(), ignored), std::nullopt};
+  if (auto event = read_agent_event(paths.claude_status_file())) status.event = std::move(event->event);
   return status;
 }
 

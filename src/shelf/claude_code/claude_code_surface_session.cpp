@@ -1,16 +1,18 @@
 #include "shelf/claude_code/claude_code_surface_session.hpp"
 
+#include <algorithm>
+
 namespace kolvo::shelf {
 
 using deck::ShelfAgentActivity;
 
 ClaudeCodeSurfaceSession::ClaudeCodeSurfaceSession(Ports ports, base::Duration done_linger)
-    : ports_(std::move(ports)), done_linger_(done_linger), settle_timer_(ports_.main) {}
+    : ports_(std::move(ports)), done_linger_(done_linger), settle_timer_(ports_.main), stale_timer_(ports_.main) {}
 
 void ClaudeCodeSurfaceSession::start() {
   if (watcher_) return;
   forget_last_sent();
-  watcher_ = std::make_unique<AgentEventWatcher>(ports_.paths.claude_status_file(), ports_.main,
+  watcher_ = std::make_unique<AgentEventWatcher>(ports_.paths.claude_status_file(), ports_.main, ports_.log,
                                                  ports_.watch_directory,
                                                  [this](const std::optional<AgentEvent>& event) { event_changed(event); });
   watcher_->start();
@@ -20,6 +22,7 @@ void ClaudeCodeSurfaceSession::stop() {
   if (watcher_) watcher_->stop();
   watcher_.reset();
   settle_timer_.cancel();
+  stale_timer_.cancel();
   forget_last_sent();
 }
 
@@ -33,9 +36,10 @@ ShelfSurfaceState ClaudeCodeSurfaceSession::unavailable_state() const {
 }
 
 void ClaudeCodeSurfaceSession::event_changed(const std::optional<AgentEvent>& event) {
-  const bool fresh = event && ports_.clock.now() - event->received_at < kStaleAfter;
-  if (!fresh) {
+  const auto age = event ? ports_.clock.now() - event->received_at : base::WallTime::duration::max();
+  if (age >= kStaleAfter) {
     settle_timer_.cancel();
+    stale_timer_.cancel();
     deliver(unavailable_state());
     return;
   }
@@ -47,6 +51,11 @@ void ClaudeCodeSurfaceSession::event_changed(const std::optional<AgentEvent>& ev
     return;
   }
   settle_timer_.cancel();
+  // A session killed mid-step reports nothing more; its last word goes stale in time.
+  stale_timer_.start(std::chrono::duration_cast<base::Duration>(kStaleAfter - std::max(age, base::WallTime::duration::zero())),
+                     [this] {
+                       if (watcher_) event_changed(watcher_->current_event());
+                     });
   ShelfSurfaceState state;
   state.identity = ShelfSurfaceIdentity::claudeCode;
   state.available = true;

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "base/date_time.hpp"
+#include "base/diagnostics_log.hpp"
 #include "base/timers.hpp"
 #include "shelf/claude_code/agent_event_watcher.hpp"
 #include "shelf/shelf_surface_session.hpp"
@@ -21,6 +22,7 @@ class ClaudeCodeSurfaceSession final : public ShelfSurfaceSession {
   struct Ports {
     base::Executor& main;
     const base::WallClock& clock;
+    base::DiagnosticsLog& log;
     AgentPaths paths;
     DirectoryWatchFactory watch_directory;
   };
@@ -43,6 +45,8 @@ class ClaudeCodeSurfaceSession final : public ShelfSurfaceSession {
   base::Duration done_linger_;
   std::unique_ptr<AgentEventWatcher> watcher_;
   base::Timer settle_timer_;
+  // A report that stays the last one for 12 hours was left by a session long gone.
+  base::Timer stale_timer_;
 };
 
 }  // namespace kolvo::shelf

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "base/file_time.hpp"
+#include "base/file_io.hpp"
 #include "base/json_text.hpp"
 
 namespace kolvo::shelf {

@@ -144,6 +144,9 @@ TEST_F(ShelfServe, ClaudeCodeHooksAndACodexLogReachThePhone) {
                        [](const auto& s) { return s.agent_activity == ShelfAgentActivity::thinking; }));
   const std::string command = rollout::command_completed(R"(["bash","-lc","cargo test --workspace"])");
   std::ofstream(log, std::ios::app) << command.substr(0, 40) << std::flush;
+  // A poll comes and goes while the line is half written: it waits for its newline.
+  settle(idle_, {&phone}, std::chrono::milliseconds(2500));
+  EXPECT_EQ(last_state(phone, ShelfSurfaceIdentity::codex)->agent_activity, ShelfAgentActivity::thinking);
   std::ofstream(log, std::ios::app) << command.substr(40);
   ASSERT_TRUE(wait_for(phone, ShelfSurfaceIdentity::codex, [](const auto& s) {
     return s.agent_activity == ShelfAgentActivity::working && s.agent_detail == "Running cargo test --workspace";

@@ -9,6 +9,7 @@
 #include "support/phone_client.hpp"
 #include "support/settings_fixture.hpp"
 #include "support/simulated_ports.hpp"
+#include "support/temp_root.hpp"
 
 namespace kolvo::deck {
 namespace {
@@ -40,7 +41,10 @@ class ScriptedPrompt final : public DeckApprovalPrompt {
 class DeckServerTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    runtime_ = std::make_unique<app::Runtime>(testing::simulated_ports(machine_), main_, clock_,
+    auto ports = testing::simulated_ports(machine_);
+    // The coding agents' folders, in a home of the test's own.
+    ports.agent_paths = {agents_.path() / "home", agents_.path() / "support"};
+    runtime_ = std::make_unique<app::Runtime>(std::move(ports), main_, clock_,
                                               app::Runtime::Options{.mode = app::Runtime::Mode::live, .log_mirror = {}});
     server_ = &runtime_->make_deck_server(network_.context(), prompt_);
     server_->start();
@@ -73,6 +77,7 @@ class DeckServerTest : public ::testing::Test {
   void settle(const std::vector<Phone*>& phones) { testing::settle(main_, phones); }
   float volume() { return *runtime_->controls().volume().volume(); }
 
+  testing::TempRoot agents_{"deck-agents"};
   std::shared_ptr<testing::SimulatedMachine> machine_ = std::make_shared<testing::SimulatedMachine>();
   base::ManualExecutor main_;
   testing::FixedWallClock clock_;
@@ -548,8 +553,11 @@ TEST_F(DeckServerTest, ThePhoneDrivesItsWidgetsAndSeesWidgetChangesFirst) {
   phone->send(shelf_command(ShelfSurfaceIdentity::timer, ShelfSurfaceCommand::setContinuous, 25));
   phone->send(shelf_command(ShelfSurfaceIdentity::timer, ShelfSurfaceCommand::playPause));
   ASSERT_TRUE(pump({phone.get(), other.get()}, [&] {
-    const auto states = shelf_states(*other);
-    return !states.empty() && states.back()->is_playing;
+    const auto playing = [](Phone& p) {
+      const auto states = shelf_states(p);
+      return !states.empty() && states.back()->is_playing;
+    };
+    return playing(*phone) && playing(*other);
   }));
   EXPECT_TRUE(runtime_->controls().timer().is_running().get());
   EXPECT_EQ(shelf_states(*other).back()->duration, 1500.0);

@@ -23,9 +23,13 @@ struct ClaudeBench {
   testing::TempRoot root{"claude-surface"};
   base::ManualExecutor executor;
   testing::FixedWallClock clock;
+  base::DiagnosticsLog log{clock, base::DiagnosticsLog::silent()};
   AgentPaths paths{root.path() / "home", root.path() / "support"};
   std::function<void()> notify_folder;
   int watches_open = 0;
+  int watches_made = 0;
+  // Set false to stand for a system that gives no watch (out of inotify instances, say).
+  bool watch_available = true;
   std::vector<ShelfSurfaceState> sent;
   std::unique_ptr<ClaudeCodeSurfaceSession> session;
 
@@ -39,10 +43,12 @@ struct ClaudeBench {
     DirectoryWatchFactory watch = [this](const std::filesystem::path& folder, base::Executor&,
                                          std::function<void()> changed) -> std::unique_ptr<DirectoryWatch> {
       EXPECT_EQ(folder, paths.status_directory());
+      if (!watch_available) return nullptr;
+      ++watches_made;
       notify_folder = std::move(changed);
       return std::make_unique<CountedWatch>(watches_open);
     };
-    session = std::make_unique<ClaudeCodeSurfaceSession>(ClaudeCodeSurfaceSession::Ports{executor, clock, paths, watch});
+    session = std::make_unique<ClaudeCodeSurfaceSession>(ClaudeCodeSurfaceSession::Ports{executor, clock, log, paths, watch});
     session->set_on_state([this](const ShelfSurfaceState& s) { sent.push_back(s); });
   }
 
@@ -99,6 +105,7 @@ TEST(ClaudeCodeSurfaceSession, ReportsBecomeActivitiesWithOneLineOfDetail) {
       {tool_event("PostToolUse", "Edit", R"({"file_path":"/a/b/main.cpp"})"), A::thinking, "Editing main.cpp"},
       {tool_event("PreToolUse", "Write", R"({"file_path":"/a/notes.md","content":"…"})"), A::working, "Editing notes.md"},
       {tool_event("PreToolUse", "NotebookEdit", R"({"file_path":"/a/n.ipynb"})"), A::working, "Editing n.ipynb"},
+      {tool_event("PreToolUse", "NotebookEdit", R"({"notebook_path":"/a/m.ipynb","new_source":"x"})"), A::working, "Editing m.ipynb"},
       {tool_event("PreToolUse", "Read", R"({"file_path":"/etc/hosts"})"), A::working, "Reading hosts"},
       {tool_event("PreToolUse", "Bash", R"({"command":"ctest","description":"run tests"})"), A::working, "Run tests"},
       {tool_event("PreToolUse", "Bash", R"({"command":"ctest"})"), A::working, std::nullopt},
@@ -189,6 +196,65 @@ TEST(ClaudeCodeSurfaceSession, DoneTurnsIdleAfterTheLingerUnlessANewerReportCame
   bench.executor.advance_seconds(60);
   ASSERT_EQ(bench.sent.size(), 6u);
   EXPECT_EQ(bench.sent.back().agent_activity, A::thinking);
+}
+
+TEST(ClaudeCodeSurfaceSession, TheSameReportReadAgainIsNoNews) {
+  ClaudeBench bench;
+  bench.report(plain_event("Stop"));
+  bench.session->start();
+  bench.settle(1);
+  // The next hook's temporary file, say: the folder changed, the report did not.
+  bench.executor.advance_seconds(30);
+  bench.notify_folder();
+  bench.settle(2);
+  EXPECT_EQ(bench.sent.size(), 1u);
+  // The linger was not started again: idle comes 45 s after the report, not after the re-read.
+  bench.executor.advance_seconds(15);
+  ASSERT_EQ(bench.sent.size(), 2u);
+  EXPECT_EQ(bench.sent.back().agent_activity, A::idle);
+  bench.notify_folder();
+  bench.settle(3);
+  EXPECT_EQ(bench.sent.size(), 2u) << "done is not shown again";
+}
+
+TEST(ClaudeCodeSurfaceSession, AReportLeftForTwelveHoursGoesStale) {
+  ClaudeBench bench;
+  bench.report(tool_event("PreToolUse", "Bash", R"({"command":"make","description":"build"})"), std::chrono::hours(2));
+  bench.session->start();
+  bench.settle(1);
+  EXPECT_EQ(bench.sent.back().agent_activity, A::working);
+  bench.clock.time += std::chrono::hours(10);
+  bench.executor.advance(std::chrono::hours(10));
+  ASSERT_EQ(bench.sent.size(), 2u);
+  EXPECT_FALSE(bench.sent.back().available);
+}
+
+TEST(ClaudeCodeSurfaceSession, AFolderThatWentIsMadeAndWatchedAgain) {
+  ClaudeBench bench;
+  bench.session->start();
+  bench.settle(1);
+  ASSERT_EQ(bench.watches_made, 1);
+  std::filesystem::remove_all(bench.paths.status_directory());
+  bench.notify_folder();
+  bench.settle(1);
+  EXPECT_EQ(bench.watches_made, 2);
+  EXPECT_EQ(bench.watches_open, 1);
+  EXPECT_TRUE(std::filesystem::is_directory(bench.paths.status_directory()));
+  bench.report_and_notify(plain_event("UserPromptSubmit"), 2);
+  ASSERT_EQ(bench.sent.size(), 2u);
+  EXPECT_EQ(bench.sent.back().agent_activity, A::thinking);
+}
+
+TEST(ClaudeCodeSurfaceSession, WithoutAWatchTheFileIsReadEveryTwoSeconds) {
+  ClaudeBench bench;
+  bench.watch_available = false;
+  bench.session->start();
+  bench.settle(1);
+  bench.report(plain_event("Notification"));
+  bench.executor.advance_seconds(2);
+  bench.settle(2);
+  ASSERT_EQ(bench.sent.size(), 2u);
+  EXPECT_EQ(bench.sent.back().agent_activity, A::waiting);
 }
 
 TEST(ClaudeCodeSurfaceSession, AnEndedSessionLeavesTheWidgetAsItWas) {

@@ -5,7 +5,7 @@
 #include <fstream>
 #include <vector>
 
-#include "base/file_time.hpp"
+#include "base/file_io.hpp"
 #include "shelf/codex/rollout_lines.hpp"
 #include "support/temp_root.hpp"
 

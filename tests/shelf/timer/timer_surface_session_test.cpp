@@ -98,6 +98,25 @@ TEST(TimerSurfaceSession, AJumpOfTheClockWhileRunningNeedsNoState) {
   EXPECT_EQ(bench.timer.remaining_seconds().get(), 499);
 }
 
+// The state is built when the main loop gets to it; if that is late (a busy or sleeping main
+// loop), the elapsed time it carries no longer matches what the phone extrapolates from its time
+// stamp, and the phone is corrected.
+TEST(TimerSurfaceSession, AnElapsedTimeThatStraysFromThePhonesIsSent) {
+  TimerWidgetBench bench;
+  bench.command({.command = C::playPause});
+  bench.pass(10);
+  const auto sent = bench.sent.size();
+  bench.timer.remaining_seconds().publish();
+  bench.clock.time += std::chrono::milliseconds(900);
+  bench.executor.run_pending();
+  EXPECT_EQ(bench.sent.size(), sent) << "under a second off is left to the phone";
+  bench.timer.remaining_seconds().publish();
+  bench.clock.time += std::chrono::seconds(5);
+  bench.executor.run_pending();
+  ASSERT_EQ(bench.sent.size(), sent + 1);
+  EXPECT_EQ(bench.last().position, 10.0);
+}
+
 TEST(TimerSurfaceSession, CommandsFromThePhone) {
   struct Case {
     const char* name;
