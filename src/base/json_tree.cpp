@@ -343,6 +343,8 @@ class JsonTreeParser {
   std::string error_;
 };
 
+JsonNode::JsonNode(Kind kind, std::string lexeme) : kind_(kind), lexeme_(std::move(lexeme)) {}
+
 JsonNode JsonNode::string(std::string_view text) {
   static constexpr char kHex[] = "0123456789abcdef";
   std::string lexeme = "\"";

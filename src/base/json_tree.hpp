@@ -50,7 +50,9 @@ class JsonNode {
 
  private:
   friend class JsonTreeParser;
-  explicit JsonNode(Kind kind, std::string lexeme = {}) : kind_(kind), lexeme_(std::move(lexeme)) {}
+  // Out of line: JsonMember is incomplete here, and some standard libraries instantiate the
+  // member vector's destructor wherever the constructor is defined.
+  explicit JsonNode(Kind kind, std::string lexeme = {});
 
   Kind kind_;
   std::string lexeme_;
