@@ -19,6 +19,8 @@
 #include "overlay/hover_monitor.hpp"
 #include "overlay/overlay_window_manager.hpp"
 #include "prefs/preference_store.hpp"
+#include "shelf/apple_events.hpp"
+#include "shelf/artwork_ports.hpp"
 #include "shelf/shelf_ports.hpp"
 #include "sound/sound_ports.hpp"
 #include "ui/system_appearance.hpp"
@@ -75,6 +77,14 @@ struct PlatformPorts {
   shelf::AgentPaths agent_paths;
   std::shared_ptr<const shelf::RunningProgramProbe> programs;
   shelf::DirectoryWatchFactory watch_directory;
+  // The media and creative widgets' way to the applications they drive: AppleScript, the
+  // running applications and keystrokes to them, and cover pictures. The simulated Mac's own
+  // applications on the headless host; null where there are none, and those widgets then say
+  // the application is not open.
+  std::shared_ptr<shelf::ScriptRunner> apple_events;
+  std::shared_ptr<shelf::ApplicationProcesses> application_processes;
+  std::shared_ptr<shelf::Downloader> downloader;
+  std::shared_ptr<const shelf::ImageThumbnailer> thumbnailer;
 };
 
 // How a platform shows the panels and feeds them the pointer: AppKit panels and event

@@ -174,6 +174,11 @@ shelf::ShelfSurfaceController& Runtime::shelf() {
         .agent_paths = ports_.agent_paths,
         .programs = ports_.programs,
         .watch_directory = ports_.watch_directory,
+        .apple_events = ports_.apple_events,
+        .application_processes = ports_.application_processes,
+        .downloader = ports_.downloader,
+        .thumbnailer = ports_.thumbnailer,
+        .accessibility = ports_.accessibility,
     }));
   }
   return *shelf_;

@@ -6,6 +6,9 @@
 #include "base/date_time.hpp"
 #include "base/diagnostics_log.hpp"
 #include "base/executor.hpp"
+#include "dock/accessibility_trust.hpp"
+#include "shelf/apple_events.hpp"
+#include "shelf/artwork_ports.hpp"
 #include "shelf/shelf_ports.hpp"
 #include "shelf/shelf_surface_controller.hpp"
 #include "timer/timer_store.hpp"
@@ -22,6 +25,12 @@ struct ShelfSessionDependencies {
   AgentPaths agent_paths;
   std::shared_ptr<const RunningProgramProbe> programs;
   DirectoryWatchFactory watch_directory;
+  // Null where there is no way to the media and creative applications.
+  std::shared_ptr<ScriptRunner> apple_events;
+  std::shared_ptr<ApplicationProcesses> application_processes;
+  std::shared_ptr<Downloader> downloader;
+  std::shared_ptr<const ImageThumbnailer> thumbnailer;
+  std::shared_ptr<const dock::AccessibilityTrust> accessibility;
 };
 
 // Makes each widget's session from its identity.

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "app/platform_ports.hpp"
+#include "platform/sim/simulated_applications.hpp"
 #include "platform/sim/simulated_desktop.hpp"
 #include "platform/sim/simulated_mac.hpp"
 #include "prefs/preference_store.hpp"
@@ -13,6 +14,7 @@ namespace kolvo::testing {
 struct SimulatedMachine {
   sim::SimulatedMac mac;
   sim::SimulatedDesktop desktop{*sim::load_layout(std::nullopt, nullptr)};
+  sim::SimulatedApplications applications;
 };
 
 // The ports of `machine` (a fresh one when null), as a runtime takes them.
@@ -51,7 +53,11 @@ inline app::PlatformPorts simulated_ports(std::shared_ptr<SimulatedMachine> mach
           .make_dns_service_registrar = {},
           .agent_paths = {},
           .programs = nullptr,
-          .watch_directory = {}};
+          .watch_directory = {},
+          .apple_events = share(&machine->applications),
+          .application_processes = share(&machine->applications),
+          .downloader = nullptr,
+          .thumbnailer = nullptr};
 }
 
 }  // namespace kolvo::testing

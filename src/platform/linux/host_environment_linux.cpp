@@ -9,6 +9,7 @@
 #include "platform/linux/running_program_probe_linux.hpp"
 #include "platform/linux/system_stats_linux.hpp"
 #include "platform/linux/update_feed_fetcher_linux.hpp"
+#include "platform/sim/simulated_applications.hpp"
 #include "platform/sim/simulated_desktop.hpp"
 #include "platform/sim/simulated_mac.hpp"
 
@@ -20,6 +21,8 @@ struct SimulatedMachine {
   explicit SimulatedMachine(sim::SimulatedLayout layout) : desktop(std::move(layout)) {}
   sim::SimulatedMac mac;
   sim::SimulatedDesktop desktop;
+  // The applications the Shelf's media and creative widgets drive.
+  sim::SimulatedApplications applications;
 };
 
 }  // namespace
@@ -95,6 +98,10 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
               // The coding agents, too, run on this machine.
               .programs = std::make_shared<LinuxRunningProgramProbe>(),
               .watch_directory = linux_directory_watch_factory(),
+              .apple_events = share(&machine->applications),
+              .application_processes = share(&machine->applications),
+              .downloader = nullptr,
+              .thumbnailer = nullptr,
           },
           {}};
 }
