@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -21,8 +22,10 @@ class Downloader {
   virtual ~Downloader() = default;
   // An HTTP GET of `url` that answers from the system's cache when it holds the resource and
   // loads it otherwise. The request gives up after `request_timeout` without data; the caller
-  // waits at most `wait` in all. Blocks; called from a serial queue.
-  virtual Download get(const std::string& url, base::Duration request_timeout, base::Duration wait) = 0;
+  // waits at most `wait` in all. A body longer than `max_bytes` ends the transfer with no
+  // answer. Blocks; called from a serial queue.
+  virtual Download get(const std::string& url, base::Duration request_timeout, base::Duration wait,
+                       std::size_t max_bytes) = 0;
 };
 
 class ImageThumbnailer {

@@ -2,6 +2,7 @@
 
 #include "shelf/claude_code/claude_code_surface_session.hpp"
 #include "shelf/codex/codex_surface_session.hpp"
+#include "shelf/spotify/spotify_surface_session.hpp"
 #include "shelf/timer/timer_surface_session.hpp"
 
 namespace kolvo::shelf {
@@ -19,6 +20,10 @@ ShelfSessionFactory make_shelf_session_factory(ShelfSessionDependencies deps) {
       case ShelfSurfaceIdentity::codex:
         if (!knows_agent_folders) return nullptr;
         return std::make_unique<CodexSurfaceSession>(deps.main, deps.clock, deps.log, deps.agent_paths, deps.programs);
+      case ShelfSurfaceIdentity::spotify:
+        if (!deps.apple_events || !deps.application_processes) return nullptr;
+        return std::make_unique<SpotifySurfaceSession>(SpotifySurfaceSession::Ports{
+            deps.main, deps.clock, deps.apple_events, deps.application_processes, deps.downloader, deps.thumbnailer});
       case ShelfSurfaceIdentity::timer:
         if (!deps.timer) return nullptr;
         return std::make_unique<TimerSurfaceSession>(deps.timer(), deps.main, deps.clock);

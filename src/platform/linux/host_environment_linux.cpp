@@ -4,6 +4,7 @@
 #include "platform/linux/agent_paths_linux.hpp"
 #include "platform/linux/directory_watch_linux.hpp"
 #include "platform/linux/dns_service_registrar_linux.hpp"
+#include "platform/linux/image_thumbnailer_linux.hpp"
 #include "platform/linux/json_file_preference_store_linux.hpp"
 #include "platform/linux/process_environment_linux.hpp"
 #include "platform/linux/running_program_probe_linux.hpp"
@@ -12,17 +13,27 @@
 #include "platform/sim/simulated_applications.hpp"
 #include "platform/sim/simulated_desktop.hpp"
 #include "platform/sim/simulated_mac.hpp"
+#include "platform/sim/simulated_spotify.hpp"
+#include "shelf/spotify/spotify_surface_session.hpp"
 
 namespace kolvo::platform {
 namespace {
 
 // The simulated Mac: its hardware and system answers, and its desktop.
 struct SimulatedMachine {
-  explicit SimulatedMachine(sim::SimulatedLayout layout) : desktop(std::move(layout)) {}
+  explicit SimulatedMachine(sim::SimulatedLayout layout) : desktop(std::move(layout)) {
+    // Spotify runs with a queue of three tracks, paused, their covers on the simulated web.
+    spotify->set_tracks(sim::SimulatedSpotify::sample_tracks());
+    for (const auto& track : spotify->tracks()) web.serve(track.artwork_url, 200, sim::simulated_cover(track.id, 640));
+    applications.install(shelf::kSpotifyBundleID, spotify);
+    applications.launch(shelf::kSpotifyBundleID);
+  }
   sim::SimulatedMac mac;
   sim::SimulatedDesktop desktop;
   // The applications the Shelf's media and creative widgets drive.
   sim::SimulatedApplications applications;
+  std::shared_ptr<sim::SimulatedSpotify> spotify = std::make_shared<sim::SimulatedSpotify>();
+  sim::SimulatedWeb web;
 };
 
 }  // namespace
@@ -100,8 +111,9 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
               .watch_directory = linux_directory_watch_factory(),
               .apple_events = share(&machine->applications),
               .application_processes = share(&machine->applications),
-              .downloader = nullptr,
-              .thumbnailer = nullptr,
+              .downloader = share(&machine->web),
+              // Pictures are really decoded, scaled and encoded here, as ImageIO does on the Mac.
+              .thumbnailer = std::make_shared<StbImageThumbnailer>(),
           },
           {}};
 }
