@@ -55,6 +55,10 @@ constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
   timer set MINUTES         the timer's minutes, 0 to 60
                             (control and timer go to a running 'kolvo serve' when
                             there is one; --sim FILE or --frontmost ID runs them here)
+  sim APP open|quit|front|deny|allow|interact|error N
+                            on a running 'kolvo serve': what a user does to the simulated
+                            Mac's Spotify or Adobe application (see the README)
+  sim spotify play|pause|next|previous|seek S|volume N|status
   launch BUNDLE_ID [--with BUNDLE_ID]
                             launch an application or bring it forward; with --with,
                             a second one beside it, the two halves of the screen
@@ -128,6 +132,7 @@ int run(int argc, char** argv) {
   if (command == "frames") return run_frames(std::move(arguments));
   if (command == "control") return run_control(std::move(arguments));
   if (command == "timer") return run_timer(std::move(arguments));
+  if (command == "sim") return run_sim(std::move(arguments));
   if (command == "update") return run_update(std::move(arguments));
   if (command == "deck") return run_deck(std::move(arguments));
   if (command == "launch") return run_launch(std::move(arguments));

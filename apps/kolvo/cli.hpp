@@ -40,6 +40,7 @@ int run_pointer(Arguments arguments);
 int run_frames(Arguments arguments);
 int run_control(Arguments arguments);
 int run_timer(Arguments arguments);
+int run_sim(Arguments arguments);
 int run_update(Arguments arguments);
 int run_deck(Arguments arguments);
 int run_launch(Arguments arguments);

@@ -54,6 +54,15 @@ int run_request(std::string command, Arguments arguments) {
   return print(*result);
 }
 
+// The simulated applications belong to a running host: a fresh simulated Mac would forget
+// each change as soon as it was made.
+int run_sim(Arguments arguments) {
+  std::vector<std::string> words{"sim"};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  if (auto reply = send_control_request(platform::control_socket_path(), words)) return print(*reply);
+  return fail(kExitFailure, "kolvo sim drives the simulated Mac of a running kolvo serve, and none is running.");
+}
+
 int run_control(Arguments arguments) { return run_request("control", std::move(arguments)); }
 int run_timer(Arguments arguments) { return run_request("timer", std::move(arguments)); }
 

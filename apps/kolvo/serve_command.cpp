@@ -119,7 +119,13 @@ int run_serve(Arguments arguments) {
   app::RequestHandlers handlers(runtime);
   ControlSocketServer control_socket(
       host->loop().context(), platform::control_socket_path(),
-      [&handlers](std::vector<std::string> words, std::function<void(app::Reply)> reply) {
+      [&handlers, &runtime](std::vector<std::string> words, std::function<void(app::Reply)> reply) {
+        if (!words.empty() && words[0] == "sim") {
+          if (!runtime.ports().drive_simulation) {
+            return reply({app::kExitFailure, {}, "kolvo: this host drives a real Mac; there is nothing to simulate.\n", {}});
+          }
+          return reply(runtime.ports().drive_simulation({words.begin() + 1, words.end()}));
+        }
         auto parsed = parse_request_words(std::move(words));
         if (auto* malformed = std::get_if<app::Reply>(&parsed)) return reply(std::move(*malformed));
         handlers.handle(std::get<app::Request>(parsed), std::move(reply));

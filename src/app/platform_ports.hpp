@@ -8,6 +8,7 @@
 
 #include "app/app_ports.hpp"
 #include "app/launch_at_login_manager.hpp"
+#include "app/requests.hpp"
 #include "catalog/app_item.hpp"
 #include "catalog/application_opener.hpp"
 #include "catalog/focused_application_monitor.hpp"
@@ -61,6 +62,8 @@ struct PlatformPorts {
   // Set when the frontmost application is simulated or stood in for: brings another one to the
   // front, as a click on it would, for replayed traces.
   std::function<void(std::optional<std::string> bundle_id)> simulate_frontmost;
+  // Set when the Mac is simulated: carries out `kolvo sim WORDS…` on its applications.
+  std::function<Reply(const std::vector<std::string>& words)> drive_simulation;
   // Set when the Mac being driven is the simulated one: it reports each change it undergoes.
   std::function<void(std::function<void(std::string_view line)> sink)> report_simulated_changes;
   // The update feed's address; empty when none is configured, and then nothing is checked.

@@ -44,6 +44,7 @@ inline app::PlatformPorts simulated_ports(std::shared_ptr<SimulatedMachine> mach
           .dock_domain = std::shared_ptr<const prefs::PreferenceStore>(machine, machine->desktop.dock_domain()),
           .preferences_location = "memory",
           .simulate_frontmost = {},
+          .drive_simulation = {},
           .report_simulated_changes = {},
           .update_feed_url = {},
           .make_update_feed_fetcher = {},

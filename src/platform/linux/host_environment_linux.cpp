@@ -11,6 +11,7 @@
 #include "platform/linux/system_stats_linux.hpp"
 #include "platform/linux/update_feed_fetcher_linux.hpp"
 #include "platform/sim/simulated_applications.hpp"
+#include "platform/sim/simulated_commands.hpp"
 #include "platform/sim/simulated_desktop.hpp"
 #include "platform/sim/simulated_mac.hpp"
 #include "platform/sim/simulated_spotify.hpp"
@@ -92,6 +93,10 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
               .simulate_frontmost = [machine](std::optional<std::string> bundle_id) {
                 machine->desktop.set_frontmost_application(std::move(bundle_id));
               },
+              .drive_simulation =
+                  [machine](const std::vector<std::string>& words) {
+                    return sim::drive_simulation({machine->applications, *machine->spotify, machine->web}, words);
+                  },
               .report_simulated_changes =
                   [machine](std::function<void(std::string_view)> sink) {
                     machine->mac.set_change_sink(sink);

@@ -39,6 +39,10 @@ struct MacHost {
   MacPreferenceStore dock_domain{"com.apple.dock"};
   MacSystemStats stats;
   MacRunningProgramProbe programs;
+  MacScriptRunner apple_events;
+  MacApplicationProcesses application_processes;
+  MacDownloader downloader;
+  MacImageThumbnailer thumbnailer;
 };
 
 }  // namespace
@@ -129,6 +133,7 @@ app::PlatformPorts make_mac_platform_ports(const HostIdentity& identity) {
       .dock_domain = share(&host->dock_domain),
       .preferences_location = "the " + identity.bundle_id + " defaults domain",
       .simulate_frontmost = {},
+      .drive_simulation = {},
       .report_simulated_changes = {},
       .update_feed_url = configured_update_feed(),
       .make_update_feed_fetcher = [](base::Executor& main) -> std::unique_ptr<update::UpdateFeedFetcher> {
@@ -139,6 +144,10 @@ app::PlatformPorts make_mac_platform_ports(const HostIdentity& identity) {
       .agent_paths = mac_agent_paths(),
       .programs = share(&host->programs),
       .watch_directory = mac_directory_watch_factory(),
+      .apple_events = share(&host->apple_events),
+      .application_processes = share(&host->application_processes),
+      .downloader = share(&host->downloader),
+      .thumbnailer = share(&host->thumbnailer),
   };
 }
 

@@ -260,6 +260,39 @@ class MacRunningProgramProbe final : public shelf::RunningProgramProbe {
   bool is_running(const shelf::ProgramIdentity& program) const override;
 };
 
+// NSAppleScript in this process, with the compiled scripts kept process-wide by key.
+class MacScriptRunner final : public shelf::ScriptRunner {
+ public:
+  shelf::ScriptRun run_script(const std::string& source, const std::optional<std::string>& cache_key) override;
+};
+
+// NSWorkspace's applications, keystrokes posted with CGEventPostToPid, the keyboard layout
+// through UCKeyTranslate (main thread) and AXObserver notifications on the main run loop.
+class MacApplicationProcesses final : public shelf::ApplicationProcesses {
+ public:
+  std::vector<shelf::RunningProcess> running() const override;
+  std::optional<std::int64_t> frontmost_pid() const override;
+  bool activate(std::int64_t pid) override;
+  std::optional<std::uint16_t> key_code_typing(char letter) const override;
+  bool post_key_stroke(std::int64_t pid, shelf::KeyStroke stroke) override;
+  std::unique_ptr<shelf::InteractionObservation> observe_interactions(std::int64_t pid, base::Executor& main,
+                                                                      std::function<void()> interacted) override;
+};
+
+// NSURLSession's shared session, answering from its cache when it can.
+class MacDownloader final : public shelf::Downloader {
+ public:
+  shelf::Download get(const std::string& url, base::Duration request_timeout, base::Duration wait,
+                      std::size_t max_bytes) override;
+};
+
+// ImageIO: a thumbnail from the full image, turned upright, encoded as JPEG.
+class MacImageThumbnailer final : public shelf::ImageThumbnailer {
+ public:
+  std::optional<std::vector<std::uint8_t>> jpeg_thumbnail(const std::vector<std::uint8_t>& image, int max_side,
+                                                          double quality) const override;
+};
+
 // Watches a folder with a dispatch source on its descriptor, opened for event notification
 // only; each write, rename or deletion in it is posted to the main executor.
 shelf::DirectoryWatchFactory mac_directory_watch_factory();

@@ -168,8 +168,7 @@ bool is_fetchable_artwork_url(const std::string& text) {
 }
 
 SpotifySurfaceSession::SpotifySurfaceSession(Ports ports)
-    : main_(ports.main),
-      clock_(ports.clock),
+    : clock_(ports.clock),
       apple_events_(std::move(ports.apple_events)),
       processes_(std::move(ports.processes)),
       downloader_(std::move(ports.downloader)),

@@ -134,7 +134,6 @@ class SpotifySurfaceSession final : public ShelfSurfaceSession {
   SpotifyReading read_snapshot() const;
   std::optional<std::vector<std::uint8_t>> fetch_artwork() const;
 
-  base::Executor& main_;
   const base::WallClock& clock_;
   std::shared_ptr<ScriptRunner> apple_events_;
   std::shared_ptr<ApplicationProcesses> processes_;

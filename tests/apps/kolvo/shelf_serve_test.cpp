@@ -158,5 +158,68 @@ TEST_F(ShelfServe, ClaudeCodeHooksAndACodexLogReachThePhone) {
                        [](const auto& s) { return !s.available && s.unavailable == "Open Codex on your Mac"; }));
 }
 
+// The simulated Mac's Spotify driven with `kolvo sim` while a phone watches and commands it:
+// a track with its cover, seeking, the volume at its limits, and each reason it goes away.
+TEST_F(ShelfServe, SpotifyFollowsTheSimulatedPlayerAndTakesThePhonesCommands) {
+  ASSERT_EQ(kolvo("prefs write com.kolvo.deckEnabled -bool true").exit_code, 0);
+  ASSERT_EQ(kolvo("prefs write com.kolvo.deck.shelf.widgets -array spotify").exit_code, 0);
+  Phone phone(serve_deck());
+  ASSERT_TRUE(phone.connected());
+  phone.send(deck::HelloMessage{"PHONE-1", "Test Phone", 3});
+  ASSERT_TRUE(wait_for_log([](const std::string& text) { return text.find("kolvo deck approve PHONE-1") != std::string::npos; }));
+  ASSERT_EQ(kolvo("deck approve PHONE-1").exit_code, 0);
+
+  // The first track, paused, then its cover: a JPEG no larger than 512 px a side.
+  ASSERT_TRUE(wait_for(phone, ShelfSurfaceIdentity::spotify, [](const auto& s) { return s.artwork.has_value(); }));
+  auto state = *last_state(phone, ShelfSurfaceIdentity::spotify);
+  EXPECT_EQ(state.title, "Never Gonna Give You Up");
+  EXPECT_FALSE(state.is_playing);
+  ASSERT_GE(state.artwork->size(), 4u);
+  EXPECT_EQ((*state.artwork)[0], 0xFF);
+  EXPECT_EQ((*state.artwork)[1], 0xD8);
+
+  const auto command = [&phone](deck::ShelfSurfaceCommand verb, std::optional<double> value = std::nullopt) {
+    deck::ShelfSurfaceCommandMessage message;
+    message.surface_command = verb;
+    message.surface_identity = ShelfSurfaceIdentity::spotify;
+    message.surface_value = value;
+    phone.send(message);
+  };
+  command(deck::ShelfSurfaceCommand::playPause);
+  ASSERT_TRUE(wait_for(phone, ShelfSurfaceIdentity::spotify, [](const auto& s) { return s.is_playing; }));
+  command(deck::ShelfSurfaceCommand::setVolume, 130.4);
+  ASSERT_TRUE(wait_for(phone, ShelfSurfaceIdentity::spotify, [](const auto& s) { return s.volume == 100; }));
+  command(deck::ShelfSurfaceCommand::seek, -1);
+  ASSERT_TRUE(wait_for(phone, ShelfSurfaceIdentity::spotify, [](const auto& s) { return s.position < 1.5; }));
+  const auto status = kolvo("sim spotify status");
+  EXPECT_NE(status.out.find("spotify playing \"Never Gonna Give You Up\""), std::string::npos) << status.out;
+  EXPECT_NE(status.out.find("volume 100"), std::string::npos) << status.out;
+
+  // Someone skips on the Mac: the new track, then its own cover.
+  ASSERT_EQ(kolvo("sim spotify next").exit_code, 0);
+  ASSERT_TRUE(wait_for(phone, ShelfSurfaceIdentity::spotify,
+                       [](const auto& s) { return s.title == "Take On Me" && s.artwork.has_value(); }));
+  // A jump on the Mac is drift the phone cannot extrapolate.
+  ASSERT_EQ(kolvo("sim spotify seek 150").exit_code, 0);
+  ASSERT_TRUE(wait_for(phone, ShelfSurfaceIdentity::spotify, [](const auto& s) { return s.position >= 150; }));
+
+  const std::pair<std::string, std::string> outages[] = {
+      {"sim spotify deny", "Allow Kolvo to control Spotify in System Settings, Privacy & Security, Automation."},
+      {"sim spotify allow", ""},
+      {"sim spotify error -2700", "Spotify did not respond"},
+      {"sim spotify error none", ""},
+      {"sim spotify quit", "Open Spotify on your Mac"},
+      {"sim spotify open", ""},
+  };
+  for (const auto& [words, text] : outages) {
+    ASSERT_EQ(kolvo(words).exit_code, 0) << words;
+    ASSERT_TRUE(wait_for(phone, ShelfSurfaceIdentity::spotify, [&text](const auto& s) {
+      return text.empty() ? s.available : s.unavailable == text;
+    })) << words;
+  }
+  EXPECT_EQ(kolvo("sim spotify volume 101").exit_code, 2);
+  EXPECT_EQ(kolvo("sim nosuchapp open").exit_code, 2);
+}
+
 }  // namespace
 }  // namespace kolvo::testing
