@@ -3,6 +3,7 @@
 #include <dispatch/dispatch.h>
 
 #include <chrono>
+#include <climits>
 #include <mutex>
 
 #include "platform/mac/mac_adapters.hpp"
@@ -51,36 +52,53 @@ shelf::Download MacDownloader::get(const std::string& url, base::Duration reques
 
 std::optional<std::vector<std::uint8_t>> MacImageThumbnailer::jpeg_thumbnail(const std::vector<std::uint8_t>& image,
                                                                              int max_side, double quality) const {
-  @autoreleasepool {
-    if (image.empty()) return std::nullopt;
-    NSData* data = [NSData dataWithBytes:image.data() length:image.size()];
-    NSDictionary* source_options = @{(id)kCGImageSourceShouldCache : @NO};
-    CGImageSourceRef source = CGImageSourceCreateWithData((__bridge CFDataRef)data, (__bridge CFDictionaryRef)source_options);
-    if (!source) return std::nullopt;
-    NSDictionary* thumbnail_options = @{
-      (id)kCGImageSourceCreateThumbnailFromImageAlways : @YES,
-      (id)kCGImageSourceCreateThumbnailWithTransform : @YES,
-      (id)kCGImageSourceThumbnailMaxPixelSize : @(max_side),
-      (id)kCGImageSourceShouldCacheImmediately : @YES,
-    };
-    CGImageRef thumbnail = CGImageSourceCreateThumbnailAtIndex(source, 0, (__bridge CFDictionaryRef)thumbnail_options);
-    CFRelease(source);
-    if (!thumbnail) return std::nullopt;
-    NSMutableData* jpeg = [NSMutableData data];
-    CGImageDestinationRef destination =
-        CGImageDestinationCreateWithData((__bridge CFMutableDataRef)jpeg, CFSTR("public.jpeg"), 1, nullptr);
-    bool written = false;
-    if (destination) {
-      NSDictionary* properties = @{(id)kCGImageDestinationLossyCompressionQuality : @(quality)};
-      CGImageDestinationAddImage(destination, thumbnail, (__bridge CFDictionaryRef)properties);
-      written = CGImageDestinationFinalize(destination);
-      CFRelease(destination);
-    }
-    CGImageRelease(thumbnail);
-    if (!written || jpeg.length == 0) return std::nullopt;
-    const auto* bytes = static_cast<const std::uint8_t*>(jpeg.bytes);
-    return std::vector<std::uint8_t>(bytes, bytes + jpeg.length);
+  if (image.empty() || image.size() > static_cast<std::size_t>(LONG_MAX)) return std::nullopt;
+  // Core Foundation throughout: the options are CF keys, and nothing needs bridging.
+  const auto dictionary = [] {
+    return CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+  };
+  CFDataRef data = CFDataCreate(nullptr, image.data(), static_cast<CFIndex>(image.size()));
+  CFMutableDictionaryRef source_options = dictionary();
+  CFDictionarySetValue(source_options, kCGImageSourceShouldCache, kCFBooleanFalse);
+  CGImageSourceRef source = data ? CGImageSourceCreateWithData(data, source_options) : nullptr;
+  CFRelease(source_options);
+  if (data) CFRelease(data);
+  if (!source) return std::nullopt;
+
+  CFNumberRef side = CFNumberCreate(nullptr, kCFNumberIntType, &max_side);
+  CFMutableDictionaryRef thumbnail_options = dictionary();
+  CFDictionarySetValue(thumbnail_options, kCGImageSourceCreateThumbnailFromImageAlways, kCFBooleanTrue);
+  CFDictionarySetValue(thumbnail_options, kCGImageSourceCreateThumbnailWithTransform, kCFBooleanTrue);
+  CFDictionarySetValue(thumbnail_options, kCGImageSourceThumbnailMaxPixelSize, side);
+  CFDictionarySetValue(thumbnail_options, kCGImageSourceShouldCacheImmediately, kCFBooleanTrue);
+  CGImageRef thumbnail = CGImageSourceCreateThumbnailAtIndex(source, 0, thumbnail_options);
+  CFRelease(thumbnail_options);
+  CFRelease(side);
+  CFRelease(source);
+  if (!thumbnail) return std::nullopt;
+
+  CFMutableDataRef jpeg = CFDataCreateMutable(nullptr, 0);
+  CGImageDestinationRef destination = jpeg ? CGImageDestinationCreateWithData(jpeg, CFSTR("public.jpeg"), 1, nullptr)
+                                           : nullptr;
+  bool written = false;
+  if (destination) {
+    CFNumberRef compression = CFNumberCreate(nullptr, kCFNumberDoubleType, &quality);
+    CFMutableDictionaryRef properties = dictionary();
+    CFDictionarySetValue(properties, kCGImageDestinationLossyCompressionQuality, compression);
+    CGImageDestinationAddImage(destination, thumbnail, properties);
+    written = CGImageDestinationFinalize(destination);
+    CFRelease(properties);
+    CFRelease(compression);
+    CFRelease(destination);
   }
+  CGImageRelease(thumbnail);
+  std::optional<std::vector<std::uint8_t>> result;
+  if (written && jpeg && CFDataGetLength(jpeg) > 0) {
+    const UInt8* bytes = CFDataGetBytePtr(jpeg);
+    result.emplace(bytes, bytes + CFDataGetLength(jpeg));
+  }
+  if (jpeg) CFRelease(jpeg);
+  return result;
 }
 
 }  // namespace kolvo::platform

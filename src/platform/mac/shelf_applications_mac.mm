@@ -196,9 +196,9 @@ void interaction_callback(AXObserverRef, AXUIElementRef, CFStringRef, void* refc
   });
 }
 
-constexpr std::array<CFStringRef, 5> kInteractionNotifications{
-    kAXFocusedWindowChangedNotification, kAXFocusedUIElementChangedNotification, kAXUIElementDestroyedNotification,
-    kAXValueChangedNotification, kAXWindowCreatedNotification};
+const std::array<CFStringRef, 5> kInteractionNotifications{
+    CFSTR("AXFocusedWindowChanged"), CFSTR("AXFocusedUIElementChanged"), CFSTR("AXUIElementDestroyed"),
+    CFSTR("AXValueChanged"), CFSTR("AXWindowCreated")};
 
 class MacInteractionObservation final : public shelf::InteractionObservation {
  public:
