@@ -354,7 +354,8 @@ ui::SettingsPages Runtime::settings_pages(ui::SettingsPageHooks hooks) {
                              .deck_server = deck_server_.get(),
                              .deck_trust = &deck_trust(),
                              .shelf_widgets = &settings_.shelf_widgets(),
-                             .agent_paths = &ports_.agent_paths},
+                             .agent_paths = &ports_.agent_paths,
+                             .tool_grids = &settings_.adobe_tool_grids()},
       std::move(hooks));
 }
 
