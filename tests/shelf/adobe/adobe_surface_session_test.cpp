@@ -310,15 +310,12 @@ TEST(AdobeSurfaceSession, ShortcutsFollowTheKeyboardLayout) {
       {"Premiere's slip on a German keyboard", L::german, AdobeApp::premiere, "com.adobe.PremierePro", "pr.slip", 'z', 0},
       {"Illustrator's zoom on a German keyboard", L::german, AdobeApp::illustrator, "com.adobe.illustrator", "ai.zoom",
        'y', 0},
-      {"a letter both layouts share", L::german, AdobeApp::illustrator, "com.adobe.illustrator", "ai.pen", 'p', 0},
       {"Premiere's slip when the layout cannot be read", L::unreadable, AdobeApp::premiere, "com.adobe.PremierePro",
        "pr.slip", 'y', 0},
       {"Shape Builder holds Shift", L::us, AdobeApp::illustrator, "com.adobe.illustrator", "ai.shapeBuilder", 'm',
        kShiftKeyFlag},
       {"After Effects' type holds Command", L::us, AdobeApp::afterEffects, "com.adobe.AfterEffects", "type", 't',
        kCommandKeyFlag},
-      {"After Effects' Roto Brush holds Option", L::german, AdobeApp::afterEffects, "com.adobe.AfterEffects",
-       "objectMatte", 'w', kOptionKeyFlag},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
