@@ -140,6 +140,7 @@ Runtime::Runtime(PlatformPorts ports, base::Executor& main, const base::WallCloc
 Runtime::~Runtime() {
   // The widget settings outlive the server; their changes must not reach it once it is gone.
   if (deck_server_) settings_.shelf_widgets().set_on_change(nullptr);
+  if (shelf_) settings_.adobe_tool_grids().set_on_change(nullptr);
 }
 
 deck::KolvoDeckTrustStore& Runtime::deck_trust() {
@@ -179,7 +180,10 @@ shelf::ShelfSurfaceController& Runtime::shelf() {
         .downloader = ports_.downloader,
         .thumbnailer = ports_.thumbnailer,
         .accessibility = ports_.accessibility,
+        .tool_grids = &settings_.adobe_tool_grids(),
     }));
+    // An edited grid goes to the Adobe widgets that run, which publish it to the phones.
+    settings_.adobe_tool_grids().set_on_change([this](shelf::AdobeApp app) { shelf_->toolGridDidChange(app); });
   }
   return *shelf_;
 }
@@ -350,7 +354,8 @@ ui::SettingsPages Runtime::settings_pages(ui::SettingsPageHooks hooks) {
                              .deck_server = deck_server_.get(),
                              .deck_trust = &deck_trust(),
                              .shelf_widgets = &settings_.shelf_widgets(),
-                             .agent_paths = &ports_.agent_paths},
+                             .agent_paths = &ports_.agent_paths,
+                             .tool_grids = &settings_.adobe_tool_grids()},
       std::move(hooks));
 }
 

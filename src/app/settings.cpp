@@ -36,6 +36,7 @@ ui::ZoneMapSettingsStore& Settings::zone_map() { return lazily(zone_map_, ports_
 deck::KolvoDeckSettingsStore& Settings::deck() { return lazily(deck_, ports_.prefs); }
 deck::DeckStatsSettingsStore& Settings::deck_stats() { return lazily(deck_stats_, ports_.prefs); }
 shelf::ShelfWidgetSettingsStore& Settings::shelf_widgets() { return lazily(shelf_widgets_, ports_.prefs); }
+shelf::AdobeToolGridStore& Settings::adobe_tool_grids() { return lazily(adobe_tool_grids_, ports_.prefs); }
 
 sound::SoundEffectsManager& Settings::sound_effects() {
   return lazily(sound_effects_, ports_.prefs, ports_.executor, ports_.audio, ports_.sounds);
@@ -57,6 +58,7 @@ void Settings::load_all() {
   deck();
   deck_stats();
   shelf_widgets();
+  adobe_tool_grids();
   sound_effects();
   update_dismissal();
 }
@@ -116,6 +118,11 @@ nlohmann::ordered_json effective_settings(Settings& settings) {
   auto& shelf = settings.shelf_widgets();
   out[text(prefs::keys::kShelfWidgets)] = shelf.stored_slots();
   out[text(prefs::keys::kShelfBackground)] = text(deck::kShelfWidgetBackgroundTable.to_string(shelf.background()));
+  auto& grids = settings.adobe_tool_grids();
+  for (const auto app : {shelf::AdobeApp::illustrator, shelf::AdobeApp::photoshop, shelf::AdobeApp::premiere,
+                         shelf::AdobeApp::afterEffects}) {
+    out[text(shelf::AdobeToolGridStore::key(app))] = grids.stored_cells(app);
+  }
 
   out[text(prefs::keys::kLaunchBetaEnabled)] = settings.launch_beta_enabled();
   out[text(prefs::keys::kOnboardingCompleted)] = settings.onboarding_completed();

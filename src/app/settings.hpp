@@ -8,6 +8,7 @@
 #include "base/executor.hpp"
 #include "base/notification_center.hpp"
 #include "deck/server/deck_settings_stores.hpp"
+#include "shelf/adobe/adobe_tool_grid_store.hpp"
 #include "shelf/shelf_widget_settings_store.hpp"
 #include "dock/accessibility_trust.hpp"
 #include "dock/alignment_settings_store.hpp"
@@ -60,6 +61,7 @@ class Settings {
   deck::KolvoDeckSettingsStore& deck();
   deck::DeckStatsSettingsStore& deck_stats();
   shelf::ShelfWidgetSettingsStore& shelf_widgets();
+  shelf::AdobeToolGridStore& adobe_tool_grids();
   sound::SoundEffectsManager& sound_effects();
   update::UpdateDismissalStore& update_dismissal();
 
@@ -85,6 +87,7 @@ class Settings {
   std::unique_ptr<deck::KolvoDeckSettingsStore> deck_;
   std::unique_ptr<deck::DeckStatsSettingsStore> deck_stats_;
   std::unique_ptr<shelf::ShelfWidgetSettingsStore> shelf_widgets_;
+  std::unique_ptr<shelf::AdobeToolGridStore> adobe_tool_grids_;
   std::unique_ptr<sound::SoundEffectsManager> sound_effects_;
   std::unique_ptr<update::UpdateDismissalStore> update_dismissal_;
 };

@@ -1,5 +1,6 @@
 #include "shelf/shelf_session_factory.hpp"
 
+#include "shelf/adobe/adobe_surface_session.hpp"
 #include "shelf/claude_code/claude_code_surface_session.hpp"
 #include "shelf/codex/codex_surface_session.hpp"
 #include "shelf/spotify/spotify_surface_session.hpp"
@@ -27,6 +28,20 @@ ShelfSessionFactory make_shelf_session_factory(ShelfSessionDependencies deps) {
       case ShelfSurfaceIdentity::timer:
         if (!deps.timer) return nullptr;
         return std::make_unique<TimerSurfaceSession>(deps.timer(), deps.main, deps.clock);
+      case ShelfSurfaceIdentity::afterEffects:
+      case ShelfSurfaceIdentity::illustrator:
+      case ShelfSurfaceIdentity::photoshop:
+      case ShelfSurfaceIdentity::premiere:
+        if (!deps.apple_events || !deps.application_processes || !deps.tool_grids) return nullptr;
+        return std::make_unique<AdobeSurfaceSession>(
+            *adobe_app_for(identity),
+            AdobeSurfaceSession::Ports{.main = deps.main,
+                                       .clock = deps.clock,
+                                       .log = deps.log,
+                                       .apple_events = deps.apple_events,
+                                       .processes = deps.application_processes,
+                                       .accessibility = deps.accessibility,
+                                       .grids = *deps.tool_grids});
       default: return nullptr;
     }
   };

@@ -7,6 +7,7 @@
 #include "base/diagnostics_log.hpp"
 #include "base/executor.hpp"
 #include "dock/accessibility_trust.hpp"
+#include "shelf/adobe/adobe_tool_grid_store.hpp"
 #include "shelf/apple_events.hpp"
 #include "shelf/artwork_ports.hpp"
 #include "shelf/shelf_ports.hpp"
@@ -31,6 +32,8 @@ struct ShelfSessionDependencies {
   std::shared_ptr<Downloader> downloader;
   std::shared_ptr<const ImageThumbnailer> thumbnailer;
   std::shared_ptr<const dock::AccessibilityTrust> accessibility;
+  // The Adobe widgets' tool grids; without them there are no Adobe widgets.
+  AdobeToolGridStore* tool_grids = nullptr;
 };
 
 // Makes each widget's session from its identity.

@@ -30,6 +30,12 @@ constexpr std::string_view kCornerPrefix = "corner.";
 constexpr std::string_view kStatPrefix = "stat.";
 constexpr std::string_view kShelfSlotPrefix = "shelfSlot.";
 constexpr std::string_view kEmptySlot = "none";
+constexpr std::string_view kToolGridPrefix = "toolGrid.";
+constexpr std::string_view kResetToolGridPrefix = "resetToolGrid.";
+constexpr std::string_view kEmptyCell = "empty";
+constexpr std::string_view kPhotoshopGroupsNote =
+    "Photoshop shares one shortcut across each group of tools, so these buttons select the group and Photoshop "
+    "decides which member becomes active.";
 
 // The widgets by the names of the applications that feed them.
 std::string widget_title(deck::ShelfSurfaceIdentity identity) {
@@ -339,6 +345,37 @@ PageContent SettingsPages::deck() const {
   return page;
 }
 
+namespace {
+
+// One Adobe application's grid: a choice of tool for each of the nine cells.
+Section tool_grid_section(const shelf::AdobeToolGridStore& grids, shelf::AdobeApp app, bool trusted) {
+  const std::string name(shelf::adobe_app_name(app));
+  const std::string raw(shelf::kAdobeAppTable.to_string(app));
+  Section section{name + " tools", {TextRow{std::string(shelf::AdobeToolGridStore::kCaption), TextStyle::note}}};
+  if (app == shelf::AdobeApp::photoshop) section.rows.push_back(TextRow{std::string(kPhotoshopGroupsNote), TextStyle::note});
+  if (!trusted) {
+    section.rows.push_back(
+        TextRow{name + " tool controls need Accessibility access \xE2\x80\x94 turn it on in Advanced.", TextStyle::warning});
+  }
+  std::vector<ChoiceOption> options{{std::string(kEmptyCell), "Empty"}};
+  for (const auto tool : shelf::adobe_tools(app)) {
+    options.push_back({std::string(deck::kAdobeToolIDTable.to_string(tool)), std::string(shelf::adobe_tool_title(tool))});
+  }
+  const auto& grid = grids.grid(app);
+  for (std::size_t i = 0; i < grid.size(); ++i) {
+    section.rows.push_back(ChoiceRow{std::string(kToolGridPrefix) + raw + "." + std::to_string(i),
+                                     "Tool " + std::to_string(i + 1), options,
+                                     grid[i] ? std::string(deck::kAdobeToolIDTable.to_string(*grid[i]))
+                                             : std::string(kEmptyCell)});
+  }
+  section.rows.push_back(ButtonRow{std::string(kResetToolGridPrefix) + raw,
+                                   std::string(shelf::AdobeToolGridStore::kResetTitle),
+                                   grid != shelf::default_adobe_tool_grid(app)});
+  return section;
+}
+
+}  // namespace
+
 PageContent SettingsPages::corvane() const {
   PageContent page{std::string(to_string(SettingsPage::corvane)), std::string(page_title(SettingsPage::corvane)), {}};
   auto* widgets = stores_.shelf_widgets;
@@ -365,6 +402,11 @@ PageContent SettingsPages::corvane() const {
   }
   shelf.rows.push_back(std::move(more));
   page.sections.push_back(std::move(shelf));
+
+  if (auto* grids = stores_.tool_grids) {
+    const bool trusted = stores_.alignment.is_accessibility_trusted();
+    for (const shelf::AdobeApp app : shelf::kAdobeApps) page.sections.push_back(tool_grid_section(*grids, app, trusted));
+  }
 
   if (const auto* paths = stores_.agent_paths) {
     const auto report = shelf::claude_hook_status(*paths);
@@ -546,6 +588,7 @@ EventOutcome SettingsPages::handle(SettingsPage page, const ControlEvent& e) {
   if (e.id == "shelfBackground") {
     return choose(deck::kShelfWidgetBackgroundTable, [&](auto v) { stores_.shelf_widgets->set_background(v); });
   }
+  if (e.id.starts_with(kToolGridPrefix) || e.id.starts_with(kResetToolGridPrefix)) return handle_tool_grid(e);
 
   // The Apps page: the Hidden Dock's list and the launcher's slots.
   auto& dock_apps = stores_.apps;
@@ -588,6 +631,31 @@ EventOutcome SettingsPages::handle(SettingsPage page, const ControlEvent& e) {
     return done();
   }
   return handle_profile(e);
+}
+
+EventOutcome SettingsPages::handle_tool_grid(const ControlEvent& e) {
+  const auto bad_value = [&] { return refused("'" + e.id + "' cannot take that value."); };
+  // The page offered the control, so its id names an application (and a cell) it knows.
+  if (e.id.starts_with(kResetToolGridPrefix)) {
+    const auto app = shelf::kAdobeAppTable.parse(std::string_view(e.id).substr(kResetToolGridPrefix.size()));
+    if (!app) return bad_value();
+    stores_.tool_grids->reset(*app);
+    return done();
+  }
+  const std::string_view rest = std::string_view(e.id).substr(kToolGridPrefix.size());
+  const auto dot = rest.rfind('.');
+  const auto app = dot == std::string_view::npos ? std::nullopt : shelf::kAdobeAppTable.parse(rest.substr(0, dot));
+  const auto cell = app ? base::parse_integer(rest.substr(dot + 1)) : std::nullopt;
+  const std::string* text = text_of(e);
+  if (!app || !cell || *cell < 0 || !text) return bad_value();
+  std::optional<deck::AdobeToolID> tool;
+  if (*text != kEmptyCell) {
+    tool = deck::kAdobeToolIDTable.parse(*text);
+    if (!tool) return bad_value();
+  }
+  // The store refuses another application's tool.
+  if (!stores_.tool_grids->set_cell(*app, static_cast<std::size_t>(*cell), tool)) return bad_value();
+  return done();
 }
 
 std::optional<catalog::KolvoAppItem> SettingsPages::choose_app(EventOutcome& refusal) const {

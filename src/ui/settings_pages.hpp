@@ -9,6 +9,7 @@
 #include "catalog/profile_store.hpp"
 #include "deck/server/deck_settings_stores.hpp"
 #include "deck/server/kolvo_deck_server.hpp"
+#include "shelf/adobe/adobe_tool_grid_store.hpp"
 #include "shelf/shelf_ports.hpp"
 #include "shelf/shelf_widget_settings_store.hpp"
 #include "dock/alignment_settings_store.hpp"
@@ -47,6 +48,8 @@ struct SettingsPageStores {
   shelf::ShelfWidgetSettingsStore* shelf_widgets = nullptr;
   // Where Claude Code keeps its settings; without it the page offers no status hooks.
   const shelf::AgentPaths* agent_paths = nullptr;
+  // The Adobe widgets' tool grids; the page shows no grids without them.
+  shelf::AdobeToolGridStore* tool_grids = nullptr;
 };
 
 struct LaunchAtLoginState {
@@ -97,6 +100,7 @@ class SettingsPages {
   PageContent advanced() const;
 
   EventOutcome handle_profile(const ControlEvent& event);
+  EventOutcome handle_tool_grid(const ControlEvent& event);
   // The application the user picks: absent when cancelled, an error when it is not one.
   std::optional<catalog::KolvoAppItem> choose_app(EventOutcome& refusal) const;
 

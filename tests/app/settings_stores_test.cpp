@@ -56,6 +56,18 @@ TEST(Settings, MalformedStoredValuesFallBackToTheirDefaultsAndAreNeverWrittenBac
       {"zone map on", {{"com.kolvo.showActivationZones", true}}, "com.kolvo.showActivationZones", true},
       {"zone map as string", {{"com.kolvo.showActivationZones", "YES"}}, "com.kolvo.showActivationZones", false},
       {"zone map as number", {{"com.kolvo.showActivationZones", 1}}, "com.kolvo.showActivationZones", false},
+      {"tool grid absent", {}, "com.kolvo.deck.shelf.toolGrid.premiere",
+       Json::array({"pr.selection", "pr.trackForward", "pr.razor", "pr.ripple", "pr.rolling", "pr.slip",
+                    "pr.rateStretch", "pr.pen", "pr.hand"})},
+      {"tool grid of another application",
+       {{"com.kolvo.deck.shelf.aeToolGrid",
+         prefs::PreferenceValue::Array{"ps.move", "", "", "", "", "", "", "", ""}}},
+       "com.kolvo.deck.shelf.aeToolGrid",
+       Json::array({"selection", "hand", "zoom", "rotation", "panBehind", "pen", "type", "shape", "brush"})},
+      {"tool grid with empty cells",
+       {{"com.kolvo.deck.shelf.toolGrid.illustrator",
+         prefs::PreferenceValue::Array{"", "ai.zoom", "", "", "", "", "", "", ""}}},
+       "com.kolvo.deck.shelf.toolGrid.illustrator", Json::array({"", "ai.zoom", "", "", "", "", "", "", ""})},
   };
   for (const Case& c : cases) {
     SettingsFixture fixture(c.stored);

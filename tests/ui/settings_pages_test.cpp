@@ -40,7 +40,8 @@ struct PagesHarness {
             s.alignment(),       geometry.services->store(), hidden.apps(), hidden.launcher(),
             hidden.profiles(),   geometry.desktop, s.control_appearance(), s.sound_effects(),
             s.deck(),            s.deck_stats(),       s.zone_map(),
-            nullptr,             nullptr,              &s.shelf_widgets()};
+            nullptr,             nullptr,              &s.shelf_widgets(),
+            nullptr,             &s.adobe_tool_grids()};
   }
 
   SettingsPageHooks hooks() {
@@ -237,6 +238,114 @@ TEST(SettingsPages, TheShelfOffersWhatIsNotOnItAndSaysSoWhenBothWidgetsAreTaken)
   EXPECT_EQ(selected("shelfSlot.1"), "none");
   ASSERT_TRUE(h.send(SettingsPage::corvane, "shelfSlot.0", std::string("none")).done);
   EXPECT_TRUE(h.settings().shelf_widgets().widgets().empty());
+}
+
+const Section* section_titled(const PageContent& page, std::string_view title) {
+  for (const auto& section : page.sections) {
+    if (section.title == title) return &section;
+  }
+  return nullptr;
+}
+
+TEST(SettingsPages, EachAdobeApplicationOffersItsNineCellsAndItsOwnToolsOnly) {
+  PagesHarness h;
+  const PageContent page = h.pages.content(SettingsPage::corvane);
+  const std::string group_note =
+      "Photoshop shares one shortcut across each group of tools, so these buttons select the group and Photoshop "
+      "decides which member becomes active.";
+  for (const auto app : shelf::kAdobeApps) {
+    const std::string name(shelf::adobe_app_name(app));
+    SCOPED_TRACE(name);
+    const Section* section = section_titled(page, name + " tools");
+    ASSERT_NE(section, nullptr);
+    std::vector<std::string> texts;
+    std::vector<const ChoiceRow*> cells;
+    for (const auto& row : section->rows) {
+      if (const auto* text = std::get_if<TextRow>(&row)) texts.push_back(text->text);
+      if (const auto* choice = std::get_if<ChoiceRow>(&row)) cells.push_back(choice);
+    }
+    ASSERT_FALSE(texts.empty());
+    EXPECT_EQ(texts[0], "The nine tools on your iPhone, in this order.");
+    EXPECT_EQ(std::find(texts.begin(), texts.end(), group_note) != texts.end(), app == shelf::AdobeApp::photoshop);
+    ASSERT_EQ(cells.size(), 9u);
+    // Empty, then every tool of the application and of no other.
+    EXPECT_EQ(cells[8]->options.front(), (ChoiceOption{"empty", "Empty"}));
+    EXPECT_EQ(cells[8]->options.size(), shelf::adobe_tools(app).size() + 1);
+    for (auto option = cells[8]->options.begin() + 1; option != cells[8]->options.end(); ++option) {
+      EXPECT_EQ(shelf::adobe_app_of(*deck::kAdobeToolIDTable.parse(option->value)), app) << option->value;
+    }
+  }
+  const auto* cell = std::get_if<ChoiceRow>(find_row(page, "toolGrid.photoshop.3"));
+  ASSERT_NE(cell, nullptr);
+  EXPECT_EQ(cell->title, "Tool 4");
+  EXPECT_EQ(cell->selected, "ps.objectSelect");
+  EXPECT_EQ(cell->options[4], (ChoiceOption{"ps.objectSelect", "Object Selection"}));
+  const auto* reset = std::get_if<ButtonRow>(find_row(page, "resetToolGrid.afterEffects"));
+  ASSERT_NE(reset, nullptr);
+  EXPECT_EQ(reset->title, "Reset to Default Layout");
+  EXPECT_FALSE(reset->enabled) << "nothing to reset";
+}
+
+TEST(SettingsPages, ToolCellsAreChosenFromThePageAndResetToTheDefaultLayout) {
+  struct Case {
+    const char* name;
+    const char* id;
+    ControlValue value;
+    bool accepted;
+    std::vector<std::string> photoshop;  // the stored cells after it
+  };
+  const std::vector<std::string> defaults{"ps.move",  "ps.marquee", "ps.lasso", "ps.objectSelect", "ps.brush",
+                                          "ps.eraser", "ps.crop",   "ps.type",  "ps.hand"};
+  const Case cases[] = {
+      {"Brush to the first cell, Move to Brush's",
+       "toolGrid.photoshop.0",
+       std::string("ps.brush"),
+       true,
+       {"ps.brush", "ps.marquee", "ps.lasso", "ps.objectSelect", "ps.move", "ps.eraser", "ps.crop", "ps.type",
+        "ps.hand"}},
+      {"an empty cell",
+       "toolGrid.photoshop.8",
+       std::string("empty"),
+       true,
+       {"ps.move", "ps.marquee", "ps.lasso", "ps.objectSelect", "ps.brush", "ps.eraser", "ps.crop", "ps.type", ""}},
+      {"Illustrator's pen", "toolGrid.photoshop.1", std::string("ai.pen"), false, defaults},
+      {"a tool no application has", "toolGrid.photoshop.1", std::string("ps.healingBrush"), false, defaults},
+      {"a tenth cell", "toolGrid.photoshop.9", std::string("ps.hand"), false, defaults},
+      {"a number", "toolGrid.photoshop.2", 3.0, false, defaults},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    PagesHarness h;
+    std::vector<shelf::AdobeApp> changed;
+    h.settings().adobe_tool_grids().set_on_change([&](shelf::AdobeApp app) { changed.push_back(app); });
+    const EventOutcome outcome = h.send(SettingsPage::corvane, c.id, c.value);
+    EXPECT_EQ(outcome.done, c.accepted) << outcome.message;
+    EXPECT_EQ(h.settings().adobe_tool_grids().stored_cells(shelf::AdobeApp::photoshop), c.photoshop);
+    EXPECT_EQ(changed.size(), c.accepted ? 1u : 0u);
+    const auto* reset = std::get_if<ButtonRow>(h.row(SettingsPage::corvane, "resetToolGrid.photoshop"));
+    ASSERT_NE(reset, nullptr);
+    EXPECT_EQ(reset->enabled, c.accepted);
+    if (!c.accepted) continue;
+    // The stored grid is the one written, and the reset brings back the defaults.
+    EXPECT_TRUE(h.geometry.settings.prefs.value("com.kolvo.deck.shelf.toolGrid.photoshop"));
+    ASSERT_TRUE(h.send(SettingsPage::corvane, "resetToolGrid.photoshop").done);
+    EXPECT_EQ(h.settings().adobe_tool_grids().stored_cells(shelf::AdobeApp::photoshop), defaults);
+    EXPECT_EQ(changed.size(), 2u);
+  }
+}
+
+TEST(SettingsPages, AdobeToolsSayWhenTheyNeedAccessibility) {
+  PagesHarness h;
+  const auto warns = [&h](std::string_view app) {
+    return h.shows_text(SettingsPage::corvane,
+                        std::string(app) + " tool controls need Accessibility access \u2014 turn it on in Advanced.");
+  };
+  h.geometry.live_follow(true);
+  EXPECT_FALSE(warns("Photoshop"));
+  h.geometry.live_follow(false);
+  for (const char* app : {"After Effects", "Illustrator", "Photoshop", "Premiere Pro"}) EXPECT_TRUE(warns(app)) << app;
+  h.geometry.live_follow(true);
+  EXPECT_FALSE(warns("Premiere Pro"));
 }
 
 TEST(SettingsPages, SettingUpClaudeCodeStatusShowsWhatItCameTo) {

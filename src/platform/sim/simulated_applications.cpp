@@ -164,7 +164,14 @@ shelf::ScriptRun SimulatedApplications::run_script(const std::string& source,
   {
     std::lock_guard lock(mutex_);
     scripts_run_.push_back(source);
-    const auto bundle_id = addressed_bundle_id(source);
+    auto bundle_id = addressed_bundle_id(source);
+    // A script addressed to a running instance's own identifier (a versioned one) reaches the
+    // application installed under the canonical identifier, as it does on the Mac.
+    if (bundle_id && !applications_.contains(*bundle_id)) {
+      const auto instance = std::find_if(processes_.begin(), processes_.end(),
+                                         [&](const Process& p) { return p.running_as == *bundle_id; });
+      if (instance != processes_.end()) bundle_id = instance->bundle_id;
+    }
     const auto installed = bundle_id ? applications_.find(*bundle_id) : applications_.end();
     // An application the Mac does not know cannot be compiled against.
     if (installed == applications_.end()) return shelf::ScriptRun::not_compiled();

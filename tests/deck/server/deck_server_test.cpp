@@ -6,6 +6,7 @@
 
 #include "app/runtime.hpp"
 #include "base/base64.hpp"
+#include "platform/sim/simulated_adobe.hpp"
 #include "support/phone_client.hpp"
 #include "support/settings_fixture.hpp"
 #include "support/simulated_ports.hpp"
@@ -600,6 +601,36 @@ TEST_F(DeckServerTest, ThePhoneDrivesItsWidgetsAndSeesWidgetChangesFirst) {
   EXPECT_EQ(runtime_->shelf().session(ShelfSurfaceIdentity::timer), nullptr);
   server_->start();
   EXPECT_NE(runtime_->shelf().session(ShelfSurfaceIdentity::timer), nullptr);
+}
+
+TEST_F(DeckServerTest, ThePhoneSwitchesPhotoshopsToolsAndSeesItsGridAsTheUserArrangesIt) {
+  const auto adobe = sim::install_simulated_adobe(machine_->applications);
+  const auto photoshop = machine_->applications.launch("com.adobe.Photoshop");
+  runtime_->settings().shelf_widgets().setSlot(0, ShelfSurfaceIdentity::photoshop);
+  auto phone = approved_phone();
+  const auto photoshop_state = [&]() -> const ShelfSurfaceState* {
+    const auto states = shelf_states(*phone);
+    return states.empty() ? nullptr : states.back();
+  };
+  ASSERT_TRUE(pump({phone.get()}, [&] { return photoshop_state() != nullptr; }));
+  EXPECT_EQ(photoshop_state()->identity, ShelfSurfaceIdentity::photoshop);
+  EXPECT_TRUE(photoshop_state()->available);
+  EXPECT_EQ(photoshop_state()->active_tool, AdobeToolID::psMove);
+  ASSERT_TRUE(photoshop_state()->tool_grid);
+  EXPECT_EQ(photoshop_state()->tool_grid->at(4), AdobeToolID::psBrush);
+
+  ShelfSurfaceCommandMessage select = shelf_command(ShelfSurfaceIdentity::photoshop, ShelfSurfaceCommand::selectTool);
+  select.surface_tool_id = "ps.brush";
+  phone->send(select);
+  ASSERT_TRUE(pump({phone.get()}, [&] { return photoshop_state()->active_tool == AdobeToolID::psBrush; }));
+  EXPECT_EQ(adobe.photoshop->active_tool(), "paintbrushTool");
+  EXPECT_EQ(machine_->applications.frontmost_pid(), photoshop);
+
+  // The user moves the Hand tool to the first cell on the Corvane page: the phone hears of it.
+  ASSERT_TRUE(runtime_->settings().adobe_tool_grids().set_cell(shelf::AdobeApp::photoshop, 0, AdobeToolID::psHand));
+  ASSERT_TRUE(pump({phone.get()}, [&] { return photoshop_state()->tool_grid->at(0) == AdobeToolID::psHand; }));
+  EXPECT_EQ(photoshop_state()->tool_grid->at(8), AdobeToolID::psMove);
+  EXPECT_EQ(photoshop_state()->active_tool, AdobeToolID::psBrush);
 }
 
 }  // namespace
