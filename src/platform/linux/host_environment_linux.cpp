@@ -10,6 +10,7 @@
 #include "platform/linux/running_program_probe_linux.hpp"
 #include "platform/linux/system_stats_linux.hpp"
 #include "platform/linux/update_feed_fetcher_linux.hpp"
+#include "platform/sim/simulated_adobe.hpp"
 #include "platform/sim/simulated_applications.hpp"
 #include "platform/sim/simulated_commands.hpp"
 #include "platform/sim/simulated_desktop.hpp"
@@ -28,6 +29,8 @@ struct SimulatedMachine {
     for (const auto& track : spotify->tracks()) web.serve(track.artwork_url, 200, sim::simulated_cover(track.id, 640));
     applications.install(shelf::kSpotifyBundleID, spotify);
     applications.launch(shelf::kSpotifyBundleID);
+    // The Adobe applications are installed but closed until `kolvo sim APP open`.
+    adobe = sim::install_simulated_adobe(applications);
   }
   sim::SimulatedMac mac;
   sim::SimulatedDesktop desktop;
@@ -35,6 +38,7 @@ struct SimulatedMachine {
   sim::SimulatedApplications applications;
   std::shared_ptr<sim::SimulatedSpotify> spotify = std::make_shared<sim::SimulatedSpotify>();
   sim::SimulatedWeb web;
+  sim::SimulatedAdobeApplications adobe;
 };
 
 }  // namespace
