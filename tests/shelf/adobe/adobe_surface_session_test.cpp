@@ -486,7 +486,10 @@ TEST(AdobeSurfaceSession, TheFactoryMakesOneOnlyWithAWayToTheApplications) {
     EXPECT_EQ(adobe->adobe_app(), app);
     EXPECT_EQ(session->identity(), adobe_identity(app));
   }
-  EXPECT_EQ(made(ShelfSurfaceIdentity::spotify), nullptr);
+  // Spotify needs the same way to applications, but no tool grids.
+  EXPECT_NE(made(ShelfSurfaceIdentity::spotify), nullptr);
+  EXPECT_NE(make_shelf_session_factory(dependencies(true, true, false))(ShelfSurfaceIdentity::spotify), nullptr);
+  EXPECT_EQ(make_shelf_session_factory(dependencies(false, true, true))(ShelfSurfaceIdentity::spotify), nullptr);
   EXPECT_EQ(make_shelf_session_factory(dependencies(false, true, true))(ShelfSurfaceIdentity::photoshop), nullptr);
   EXPECT_EQ(make_shelf_session_factory(dependencies(true, false, true))(ShelfSurfaceIdentity::photoshop), nullptr);
   EXPECT_EQ(make_shelf_session_factory(dependencies(true, true, false))(ShelfSurfaceIdentity::photoshop), nullptr);
