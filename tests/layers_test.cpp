@@ -16,9 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array<std::string_view, 14> kLayers{
+constexpr std::array<std::string_view, 15> kLayers{
     "base", "prefs", "dock", "catalog", "sound", "overlay", "timer", "controls", "deck/protocol", "deck/server",
-    "shelf", "update", "ui", "app",
+    "shelf", "blender", "update", "ui", "app",
 };
 
 // "deck/protocol/deck_message.hpp" -> "deck/protocol"; "base/json_reader.hpp" -> "base".
