@@ -16,6 +16,7 @@
 #include "base/executor.hpp"
 #include "base/observable.hpp"
 #include "base/timers.hpp"
+#include "blender/blender_bridge_protocol.hpp"
 #include "blender/blender_bridge_status.hpp"
 #include "blender/blender_context.hpp"
 #include "blender/blender_ports.hpp"
@@ -41,6 +42,8 @@ class BlenderBridgeClient {
   static constexpr base::Duration kBusyTimeout = std::chrono::milliseconds(1500);
   // How often the client looks again for Blender and its bridge.
   static constexpr base::Duration kRefreshInterval = std::chrono::seconds(2);
+  // After a session ends, when to look whether Blender has quit.
+  static constexpr base::Duration kQuitLookDelay = std::chrono::milliseconds(300);
 
   struct Ports {
     base::Executor& main;
@@ -79,14 +82,9 @@ class BlenderBridgeClient {
   // Sends a request made of `fields` (its "type" and arguments; the id is added) and calls
   // `completion` with the answer. Nothing is sent, and false returned, unless connected and
   // authenticated.
-  bool send(nlohmann::json fields, Completion completion);
+  bool send(nlohmann::ordered_json fields, Completion completion);
 
  private:
-  struct Published {
-    Status status;
-    std::optional<BlenderContext> context;
-  };
-
   void publish(Status status, std::optional<BlenderContext> context);
   void publish_status(Status status);
   void connect(std::int32_t pid, std::uint16_t port, const std::string& token);
@@ -94,7 +92,7 @@ class BlenderBridgeClient {
   void received_line(std::string_view line);
   void connection_lost();
   std::int64_t take_id();
-  void send_line(const nlohmann::json& message);
+  void send_line(const nlohmann::ordered_json& message);
   void watch_for_busy(std::int64_t id);
   void notify();
 
@@ -110,6 +108,7 @@ class BlenderBridgeClient {
   std::shared_ptr<BridgeConnection> connection_;
   std::int32_t connected_pid_ = 0;
   bool authenticated_ = false;
+  BridgeLineBuffer buffer_{kMaxBuffer};
   std::int64_t next_id_ = 1;
   std::set<std::int64_t> pending_;
   std::map<std::int64_t, Completion> completions_;
