@@ -35,7 +35,9 @@ class BridgeConnection : public std::enable_shared_from_this<BridgeConnection> {
         if (error) return self->fail();
         self->main_.post([self] {
           if (self->released_) return;
-          self->events_.ready();
+          // A copy: the handler may let the connection go, and its events with it.
+          const auto ready = self->events_.ready;
+          ready();
           if (!self->released_) self->read();
         });
       });
@@ -68,7 +70,8 @@ class BridgeConnection : public std::enable_shared_from_this<BridgeConnection> {
         if (error) return self->fail();
         self->main_.post([self, bytes = std::string(self->chunk_.data(), n)] {
           if (self->released_) return;
-          self->events_.received(bytes);
+          const auto received = self->events_.received;
+          received(bytes);
           if (!self->released_) self->read();
         });
       });
