@@ -42,8 +42,9 @@ ShelfSessionFactory make_shelf_session_factory(ShelfSessionDependencies deps) {
                                        .processes = deps.application_processes,
                                        .accessibility = deps.accessibility,
                                        .grids = *deps.tool_grids});
-      default: return nullptr;
+      case ShelfSurfaceIdentity::blender: return deps.blender ? deps.blender() : nullptr;
     }
+    return nullptr;
   };
 }
 

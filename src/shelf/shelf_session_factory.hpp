@@ -34,6 +34,9 @@ struct ShelfSessionDependencies {
   std::shared_ptr<const dock::AccessibilityTrust> accessibility;
   // The Adobe widgets' tool grids; without them there are no Adobe widgets.
   AdobeToolGridStore* tool_grids = nullptr;
+  // Makes the Blender widget's session, which the layer above the Shelf provides with its
+  // bridge; unset where there is no way to Blender.
+  std::function<std::unique_ptr<ShelfSurfaceSession>()> blender = nullptr;
 };
 
 // Makes each widget's session from its identity.
