@@ -843,29 +843,11 @@ class _Bridge:
         if self.running or bpy.app.background:
             return
         try:
-            self.token = secrets.token_hex(32)
-            self.requests = queue.Queue(_QUEUE_LIMIT)
             self.dirty = True
             self.last_state = None
             self.last_check = self.last_push = 0.0
-            self.server = socket.socket(socket.AF_INET, socket.SOCK_STREAM)
-            self.server.bind(("127.0.0.1", 0))
-            self.server.listen(MAX_CLIENTS)
-            # Accept wakes now and then to notice a stop; closing a listening socket from
-            # another thread does not wake it everywhere.
-            self.server.settimeout(0.5)
-            self.running = True
-            _write_info_file(
-                {
-                    "port": self.server.getsockname()[1],
-                    "token": self.token,
-                    "pid": os.getpid(),
-                    "protocol": PROTOCOL,
-                    "version": EXTENSION_VERSION,
-                    "blender": bpy.app.version_string,
-                }
-            )
-            threading.Thread(target=self._accept_loop, name="KolvoBridgeAccept", daemon=True).start()
+            self.listen()
+            _write_info_file(self.info(bpy.app.version_string))
             self.subscribe()
             if _on_depsgraph_update not in bpy.app.handlers.depsgraph_update_post:
                 bpy.app.handlers.depsgraph_update_post.append(_on_depsgraph_update)
@@ -877,6 +859,47 @@ class _Bridge:
         except Exception as error:
             print("[Kolvo Bridge] could not start: " + str(error))
             self.stop()
+
+    def listen(self):
+        """Makes a fresh token and starts accepting connections on a loopback port."""
+        self.token = secrets.token_hex(32)
+        self.requests = queue.Queue(_QUEUE_LIMIT)
+        server = socket.socket(socket.AF_INET, socket.SOCK_STREAM)
+        try:
+            server.bind(("127.0.0.1", 0))
+            server.listen(MAX_CLIENTS)
+            # Accept wakes now and then to notice a stop; closing a listening socket from
+            # another thread does not wake it everywhere.
+            server.settimeout(0.5)
+        except OSError:
+            server.close()
+            raise
+        self.server = server
+        self.running = True
+        threading.Thread(target=self._accept_loop, name="KolvoBridgeAccept", daemon=True).start()
+
+    def info(self, blender_version):
+        """The contents of the connection-info file."""
+        return {
+            "port": self.server.getsockname()[1],
+            "token": self.token,
+            "pid": os.getpid(),
+            "protocol": PROTOCOL,
+            "version": EXTENSION_VERSION,
+            "blender": blender_version,
+        }
+
+    def close_connections(self):
+        """Stops accepting and drops every client."""
+        self.running = False
+        if self.server is not None:
+            with contextlib.suppress(OSError):
+                self.server.close()
+            self.server = None
+        with self.clients_lock:
+            clients, self.clients = self.clients, []
+        for client in clients:
+            client.close()
 
     def stop(self):
         if bpy is not None:
@@ -896,14 +919,7 @@ class _Bridge:
                     handlers.remove(handler)
             with contextlib.suppress(Exception):
                 bpy.msgbus.clear_by_owner(self.owner)
-        if self.server is not None:
-            with contextlib.suppress(OSError):
-                self.server.close()
-            self.server = None
-        with self.clients_lock:
-            clients, self.clients = self.clients, []
-        for client in clients:
-            client.close()
+        self.close_connections()
         _remove_info_file(os.getpid())
 
     def subscribe(self):
