@@ -4,6 +4,7 @@ hello, the client limit, the line cap and what reaches the request queue."""
 import json
 import queue
 import re
+import select
 import socket
 import time
 
@@ -105,7 +106,10 @@ def test_each_start_makes_a_new_token(addon):
 def test_a_good_hello_is_answered_and_later_requests_are_queued(bridge, connect):
     connection = connect()
     connection.send_message({"type": "hello", "token": bridge.token})
-    assert connection.sock.recv(1024) == b'{"type":"hello","ok":true,"protocol":1,"version":"1.2.0"}\n'
+    data = b""
+    while not data.endswith(b"\n"):
+        data += connection.sock.recv(1024)
+    assert data == b'{"type":"hello","ok":true,"protocol":1,"version":"1.2.0"}\n'
     connection.send_message({"type": "state", "id": 1})
     client, message = next_request(bridge)
     assert message == {"type": "state", "id": 1}
@@ -169,19 +173,29 @@ def test_a_line_over_the_cap_closes_the_connection(addon, bridge, connect, authe
     wait_until(lambda: not bridge.clients)
 
 
+def closed_while_talking(connection, seconds):
+    """Sends a junk line every 0.1 s until the bridge closes the connection (True) or
+    `seconds` pass (False)."""
+    give_up = time.monotonic() + seconds
+    while time.monotonic() < give_up:
+        try:
+            connection.send(b"not a hello\n")
+            readable, _, _ = select.select([connection.sock], [], [], 0.1)
+            if readable and connection.sock.recv(1) == b"":
+                return True
+        except OSError:  # A reset: closed with our junk unread.
+            return True
+    return False
+
+
 def test_a_peer_that_never_proves_itself_loses_its_place(addon, bridge, connect, monkeypatch):
     monkeypatch.setattr(addon, "_HELLO_TIMEOUT", 0.3)
     silent = connect()
     chatty = connect()
-    chatty.send(b"not a hello\n")
-    started = time.monotonic()
-    for _ in range(3):
-        time.sleep(0.1)
-        chatty.send(b"still not\n")
+    # A deadline, not a quiet spell, ends it: a peer that keeps talking is closed all the same.
+    # The generous bound is there only because time is the behaviour under test.
+    assert closed_while_talking(chatty, 3.0)
     assert silent.closed_by_bridge()
-    assert chatty.closed_by_bridge()
-    # The deadline is the behaviour here; the bound only keeps a hung test from passing.
-    assert time.monotonic() - started < WAIT
     wait_until(lambda: not bridge.clients)
 
 
