@@ -192,6 +192,26 @@ for screen in bpy.data.screens:
             area.spaces.active.shading.type = 'WIREFRAME'
 """
 
+# Stands in for a user working in Blender: a file named after a change, dropped into
+# HOME/user-does, makes Blender's main loop carry that change out.
+USER_IN_BLENDER = """
+import bpy, os
+def _user_does():
+    folder = os.path.join(os.environ['HOME'], 'user-does')
+    for name in sorted(os.listdir(folder)) if os.path.isdir(folder) else []:
+        os.remove(os.path.join(folder, name))
+        window = bpy.context.window_manager.windows[0]
+        area = next(area for area in window.screen.areas if area.type == 'VIEW_3D')
+        region = next(region for region in area.regions if region.type == 'WINDOW')
+        with bpy.context.temp_override(window=window, area=area, region=region):
+            if name == 'pick-cursor-tool':
+                bpy.ops.wm.tool_set_by_id(name='builtin.cursor', space_type='VIEW_3D')
+            elif name == 'turn-cube':
+                bpy.data.objects['Cube'].rotation_euler[0] = 2.5
+    return 0.1
+bpy.app.timers.register(_user_does, first_interval=0.1, persistent=True)
+"""
+
 CAMERA_SCENE = SELECT_ONLY.format(names="{'Camera'}", active="Camera") + """
 bpy.data.objects['Camera'].rotation_mode = 'QUATERNION'
 """
@@ -235,7 +255,7 @@ STATE_KEYS = {
 
 @pytest.fixture(scope="class")
 def default_scene(tmp_path_factory):
-    yield from running_blender(tmp_path_factory, "default", DEFAULT_SCENE)
+    yield from running_blender(tmp_path_factory, "default", DEFAULT_SCENE, USER_IN_BLENDER)
 
 
 class TestDefaultScene:
@@ -387,6 +407,27 @@ class TestDefaultScene:
         assert connection.state()["shading"] == "WIREFRAME"
         reply = connection.action("cycle_shading")
         assert (reply["ok"], reply["state"]["shading"]) == (True, "SOLID")
+
+    @pytest.mark.parametrize(
+        "change, shows",
+        [
+            # A tool change publishes nothing on the message bus; the periodic check finds it.
+            ("pick-cursor-tool", lambda state: state["tool"] == "builtin.cursor"),
+            ("turn-cube", lambda state: state["rotation"]["radians"][0] == pytest.approx(2.5)),
+        ],
+        ids=["tool", "rotation"],
+    )
+    def test_a_change_made_in_blender_is_pushed_to_subscribers(self, blender, change, shows):
+        connection = blender.connect()
+        assert not shows(connection.call({"type": "subscribe"})["state"])
+        folder = os.path.join(blender.home, "user-does")
+        os.makedirs(folder, exist_ok=True)
+        open(os.path.join(folder, change), "w").close()
+        while True:
+            message = connection.receive()
+            assert message is not None and message["type"] == "context"
+            if shows(message["state"]):
+                break
 
     def test_a_rotation_write_is_stored_as_sent_and_read_back(self, blender):
         connection = blender.connect()
