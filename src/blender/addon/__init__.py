@@ -986,7 +986,9 @@ class _Bridge:
                     elif _hello_accepted(message, self.token):
                         client.authed = True
                         client.conn.settimeout(None)
-                        client.send({"type": "hello", "ok": True, "protocol": PROTOCOL, "version": EXTENSION_VERSION})
+                        client.send(
+                            {"type": "hello", "ok": True, "protocol": PROTOCOL, "version": EXTENSION_VERSION}
+                        )
                     else:
                         client.send({"type": "hello", "ok": False})
                         return
@@ -1103,7 +1105,8 @@ class _Bridge:
             else:
                 client.send({"type": "result", "id": request_id, "ok": False, "error": "unknown request"})
         except Exception as error:
-            client.send({"type": "result", "id": request_id, "ok": False, "error": str(error) or _error_text(error)})
+            text = str(error) or _error_text(error)
+            client.send({"type": "result", "id": request_id, "ok": False, "error": text})
 
     @staticmethod
     def _attempt(change, argument):
