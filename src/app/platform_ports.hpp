@@ -9,6 +9,7 @@
 #include "app/app_ports.hpp"
 #include "app/launch_at_login_manager.hpp"
 #include "app/requests.hpp"
+#include "blender/blender_ports.hpp"
 #include "catalog/app_item.hpp"
 #include "catalog/application_opener.hpp"
 #include "catalog/focused_application_monitor.hpp"
@@ -88,6 +89,11 @@ struct PlatformPorts {
   std::shared_ptr<shelf::ApplicationProcesses> application_processes;
   std::shared_ptr<shelf::Downloader> downloader;
   std::shared_ptr<const shelf::ImageThumbnailer> thumbnailer;
+  // Blender: where it is, whether it runs, and where its files and the bridge's live. This
+  // machine's own Blender even on the simulated Mac; null where Blender cannot be looked for,
+  // and the Blender widget then shows nothing.
+  std::shared_ptr<blender::BlenderProcesses> blender;
+  blender::BlenderPaths blender_paths;
 };
 
 // How a platform shows the panels and feeds them the pointer: AppKit panels and event

@@ -1,6 +1,7 @@
 #include "app/runtime.hpp"
 
 #include "app/deck_link.hpp"
+#include "blender/blender_surface_session.hpp"
 #include "overlay/zone_rebuilder.hpp"
 #include "prefs/settings_keys.hpp"
 #include "shelf/shelf_session_factory.hpp"
@@ -150,6 +151,7 @@ deck::KolvoDeckTrustStore& Runtime::deck_trust() {
 
 deck::KolvoDeckServer& Runtime::make_deck_server(asio::io_context& network, deck::DeckApprovalPrompt& prompt) {
   if (deck_server_) return *deck_server_;
+  network_ = &network;
   deck_link_ = std::make_unique<DeckLink>(*this);
   deck_advertiser_ = std::make_unique<deck::BonjourAdvertiser>(ports_.make_dns_service_registrar, main_, log_);
   deck_server_ = std::make_unique<deck::KolvoDeckServer>(
@@ -181,11 +183,28 @@ shelf::ShelfSurfaceController& Runtime::shelf() {
         .thumbnailer = ports_.thumbnailer,
         .accessibility = ports_.accessibility,
         .tool_grids = &settings_.adobe_tool_grids(),
+        .blender = [this]() -> std::unique_ptr<shelf::ShelfSurfaceSession> {
+          auto* client = blender_client();
+          if (!client) return nullptr;
+          return std::make_unique<blender::BlenderSurfaceSession>(*client, main_, clock_);
+        },
     }));
     // An edited grid goes to the Adobe widgets that run, which publish it to the phones.
     settings_.adobe_tool_grids().set_on_change([this](shelf::AdobeApp app) { shelf_->toolGridDidChange(app); });
   }
   return *shelf_;
+}
+
+blender::BlenderBridgeClient* Runtime::blender_client() {
+  if (!blender_client_ && network_ && ports_.blender) {
+    blender_client_ = std::make_unique<blender::BlenderBridgeClient>(
+        blender::BlenderBridgeClient::Ports{.main = main_,
+                                            .network = *network_,
+                                            .blender = ports_.blender,
+                                            .info_file = ports_.blender_paths.bridge_info_file(),
+                                            .log = log_});
+  }
+  return blender_client_.get();
 }
 
 // The widgets run while the phone link does: every state goes to the approved phones, a change

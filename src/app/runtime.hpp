@@ -11,6 +11,7 @@
 #include "base/diagnostics_log.hpp"
 #include "base/executor.hpp"
 #include "base/notification_center.hpp"
+#include "blender/blender_bridge_client.hpp"
 #include "controls/control_services.hpp"
 #include "deck/server/bonjour_advertiser.hpp"
 #include "deck/server/deck_stats_collector.hpp"
@@ -104,6 +105,9 @@ class Runtime {
   deck::KolvoDeckServer* deck_server() { return deck_server_.get(); }
   // The Shelf's widget sessions; made at first use, configured while the Deck server runs.
   shelf::ShelfSurfaceController& shelf();
+  // The one connection to Blender's bridge, which the Blender widget and the settings page
+  // share; null until the phone link has given it a socket context, or without Blender ports.
+  blender::BlenderBridgeClient* blender_client();
 
   // The machine's statistics the phone shows, each 0 … 1, in the given order.
   std::vector<deck::KolvoDeckStat> deck_stats(const std::vector<prefs::KolvoDeckStatKind>& kinds);
@@ -129,6 +133,9 @@ class Runtime {
   std::unique_ptr<DeckLink> deck_link_;
   std::unique_ptr<deck::KolvoDeckStatsCollector> deck_stats_;
   std::unique_ptr<deck::BonjourAdvertiser> deck_advertiser_;
+  // Before the Shelf: its Blender session holds the client to the end.
+  asio::io_context* network_ = nullptr;
+  std::unique_ptr<blender::BlenderBridgeClient> blender_client_;
   std::unique_ptr<shelf::ShelfSurfaceController> shelf_;
   base::Subscription shelf_follows_server_;
   // Declared last: it is stopped before anything it reads goes.

@@ -138,7 +138,7 @@ ValueWindow widen_value_window(ValueWindow usual, double value) {
 
 BlenderSurfaceSession::BlenderSurfaceSession(BlenderBridgeClient& client, base::Executor& main,
                                              const base::WallClock& clock)
-    : client_(client), main_(main), clock_(clock), rotation_writes_(main), value_writes_(main) {}
+    : client_(client), clock_(clock), rotation_writes_(main), value_writes_(main) {}
 
 BlenderSurfaceSession::~BlenderSurfaceSession() {
   *alive_ = false;

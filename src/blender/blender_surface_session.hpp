@@ -108,7 +108,6 @@ class BlenderSurfaceSession final : public shelf::ShelfSurfaceSession, public sh
   double shown(const WriteLane& lane, const std::string& control_id, double stored_value) const;
 
   BlenderBridgeClient& client_;
-  base::Executor& main_;
   const base::WallClock& clock_;
   bool running_ = false;
   base::Subscription following_;

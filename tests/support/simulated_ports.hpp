@@ -58,7 +58,9 @@ inline app::PlatformPorts simulated_ports(std::shared_ptr<SimulatedMachine> mach
           .apple_events = share(&machine->applications),
           .application_processes = share(&machine->applications),
           .downloader = nullptr,
-          .thumbnailer = nullptr};
+          .thumbnailer = nullptr,
+          .blender = nullptr,
+          .blender_paths = {}};
 }
 
 }  // namespace kolvo::testing

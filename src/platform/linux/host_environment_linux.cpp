@@ -123,6 +123,8 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
               .downloader = share(&machine->web),
               // Pictures are really decoded, scaled and encoded here, as ImageIO does on the Mac.
               .thumbnailer = std::make_shared<StbImageThumbnailer>(),
+              .blender = nullptr,
+              .blender_paths = {},
           },
           {}};
 }

@@ -476,7 +476,8 @@ TEST(AdobeSurfaceSession, TheFactoryMakesOneOnlyWithAWayToTheApplications) {
                                     .downloader = nullptr,
                                     .thumbnailer = nullptr,
                                     .accessibility = bench.trust,
-                                    .tool_grids = grids ? &bench.grids : nullptr};
+                                    .tool_grids = grids ? &bench.grids : nullptr,
+                                    .blender = nullptr};
   };
   const auto made = make_shelf_session_factory(dependencies(true, true, true));
   for (const auto app : kAdobeApps) {
