@@ -6,6 +6,7 @@
 #include "controls/audio_controllers.hpp"
 #include "platform/mac/mac_adapters.hpp"
 #include "platform/mac/objc_text.hpp"
+#include "platform/posix/process_launcher_posix.hpp"
 
 namespace kolvo::platform {
 namespace {
@@ -25,7 +26,7 @@ struct MacHost {
   MacPrivateFrameworks frameworks;
   MacHIDEvents events;
   MacAppleScript scripts;
-  MacProcessLauncher processes;
+  PosixProcessLauncher processes;
   MacGlobalPreferences global_preferences;
   MacAXApplications windows;
   MacSoundLibrary sounds{KOLVO_RESOURCE_DIR "/Sounds"};

@@ -122,12 +122,6 @@ class MacAppleScript final : public controls::AppleScriptPort {
   controls::AppleScriptOutcome run_apple_script(const std::string& source) override;
 };
 
-// NSTask with both output streams piped.
-class MacProcessLauncher final : public controls::ProcessLauncherPort {
- public:
-  controls::ProcessOutcome run_process(const std::string& executable, const std::vector<std::string>& arguments) override;
-};
-
 // NSUserDefaults' global domain.
 class MacGlobalPreferences final : public controls::GlobalPreferencesPort {
  public:
