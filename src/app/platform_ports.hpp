@@ -9,6 +9,7 @@
 #include "app/app_ports.hpp"
 #include "app/launch_at_login_manager.hpp"
 #include "app/requests.hpp"
+#include "blender/blender_ports.hpp"
 #include "catalog/app_item.hpp"
 #include "catalog/application_opener.hpp"
 #include "catalog/focused_application_monitor.hpp"
@@ -88,6 +89,13 @@ struct PlatformPorts {
   std::shared_ptr<shelf::ApplicationProcesses> application_processes;
   std::shared_ptr<shelf::Downloader> downloader;
   std::shared_ptr<const shelf::ImageThumbnailer> thumbnailer;
+  // The Blender bridge: where Blender is and whether it runs, where its files go, and how its
+  // command line is run to install the extension. This machine's own even on the simulated Mac,
+  // as Blender runs here. Null where Blender cannot be looked for, and the settings then offer
+  // no Blender section.
+  std::shared_ptr<blender::BlenderProcesses> blender = nullptr;
+  blender::BlenderPaths blender_paths = {};
+  std::shared_ptr<controls::ProcessLauncherPort> blender_command_line = nullptr;
 };
 
 // How a platform shows the panels and feeds them the pointer: AppKit panels and event
