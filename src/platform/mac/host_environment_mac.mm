@@ -44,6 +44,7 @@ struct MacHost {
   MacApplicationProcesses application_processes;
   MacDownloader downloader;
   MacImageThumbnailer thumbnailer;
+  MacBlenderProcesses blender;
 };
 
 }  // namespace
@@ -149,6 +150,9 @@ app::PlatformPorts make_mac_platform_ports(const HostIdentity& identity) {
       .application_processes = share(&host->application_processes),
       .downloader = share(&host->downloader),
       .thumbnailer = share(&host->thumbnailer),
+      .blender = share(&host->blender),
+      .blender_paths = mac_blender_paths(),
+      .blender_command_line = share(&host->processes),
   };
 }
 
