@@ -115,12 +115,16 @@ std::optional<std::string> installed_version(const BlenderPaths& paths, std::str
   return manifest_version(read.text);
 }
 
+std::optional<std::string> installed_version(const BlenderPaths& paths, const BlenderApplication& blender) {
+  const auto series = blender.version ? blender_version_prefix(*blender.version) : std::nullopt;
+  if (!series) return std::nullopt;
+  return installed_version(paths, *series);
+}
+
 std::optional<std::string> installed_version(const BlenderBridgeInstallPorts& ports) {
   const auto blender = ports.blender->application();
-  if (!blender || !blender->version) return std::nullopt;
-  const auto series = blender_version_prefix(*blender->version);
-  if (!series) return std::nullopt;
-  return installed_version(ports.paths, *series);
+  if (!blender) return std::nullopt;
+  return installed_version(ports.paths, *blender);
 }
 
 namespace {
@@ -144,11 +148,13 @@ std::string prepare_source(const fs::path& source) {
 InstallResult install_blender_bridge(const BlenderBridgeInstallPorts& ports, base::Duration watchdog,
                                      const std::function<void(const InstallProgress&)>& progress) {
   InstallResult result;
+  // Blender reads its add-on preferences at start and writes them at quit: an extension
+  // enabled behind a running Blender's back would be forgotten. This is asked first because
+  // finding Blender may itself run it (Linux asks Blender for its version), and nothing is
+  // started while Blender runs.
+  if (!ports.blender->running().empty()) return {InstallError::blender_running(), {}, {}};
   const auto blender = ports.blender->application();
   if (!blender) return {InstallError::blender_not_found(), {}, {}};
-  // Blender reads its add-on preferences at start and writes them at quit: an extension
-  // enabled behind a running Blender's back would be forgotten.
-  if (!ports.blender->running().empty()) return {InstallError::blender_running(), {}, {}};
 
   result.work_folder = ports.paths.temporary / ("kolvo-blender-bridge-" + base::make_uuid());
   const fs::path source = result.work_folder / std::string(kBridgePackageID);

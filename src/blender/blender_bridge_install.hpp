@@ -76,6 +76,10 @@ inline constexpr std::size_t kMaxManifestBytes = 64 * 1024;
 // manifest's version, is missing.
 std::optional<std::string> installed_version(const BlenderPaths& paths, std::string_view version_prefix);
 
+// The version of the extension installed for `blender`; absent when its version is unknown or
+// nothing is installed for its series.
+std::optional<std::string> installed_version(const BlenderPaths& paths, const BlenderApplication& blender);
+
 // What the install takes from the machine.
 struct BlenderBridgeInstallPorts {
   std::shared_ptr<BlenderProcesses> blender;
@@ -109,7 +113,7 @@ struct InstallResult {
 inline constexpr base::Duration kBlenderWatchdog = std::chrono::seconds(120);
 
 // The whole install, on the calling thread, which it blocks for as long as Blender runs:
-// find Blender, refuse while it runs, write the extension's files into a new temporary folder,
+// refuse while Blender runs, find it, write the extension's files into a new temporary folder,
 // have Blender build them into a package and install that package with the extension enabled.
 // `progress` is called on the calling thread as each of Blender's steps begins.
 InstallResult install_blender_bridge(const BlenderBridgeInstallPorts& ports, base::Duration watchdog,

@@ -52,12 +52,12 @@ BlenderBridgeSection::BlenderBridgeSection(BlenderBridgeInstallPorts ports, base
 
 BlenderBridgeSection::~BlenderBridgeSection() = default;
 
-BridgeSectionFacts BlenderBridgeSection::facts(const BlenderBridgeClient* client) const {
-  const auto& ports = bridge_.ports();
+BridgeSectionFacts bridge_section_facts(const BlenderBridgeInstallPorts& ports, const BlenderBridgeClient* client) {
   BridgeSectionFacts facts;
-  facts.blender_found = ports.blender->application().has_value();
+  const auto blender = ports.blender->application();
+  facts.blender_found = blender.has_value();
   facts.blender_running = facts.blender_found && !ports.blender->running().empty();
-  if (facts.blender_found) facts.installed_version = installed_version(ports);
+  if (blender) facts.installed_version = installed_version(ports.paths, *blender);
   if (client && client->is_active()) facts.client = client->status();
   return facts;
 }

@@ -38,6 +38,9 @@ struct BridgeSectionFacts {
 // The section's status line.
 std::string_view bridge_status_line(const BridgeSectionFacts& facts);
 
+// The facts as the machine has them now, with `client` (null: not active).
+BridgeSectionFacts bridge_section_facts(const BlenderBridgeInstallPorts& ports, const BlenderBridgeClient* client);
+
 // Everything the section shows.
 struct BridgeSectionView {
   std::string title;
@@ -65,8 +68,9 @@ class BlenderBridgeSection {
   BlenderBridgeSection(const BlenderBridgeSection&) = delete;
   BlenderBridgeSection& operator=(const BlenderBridgeSection&) = delete;
 
-  // The machine as it is now, with `client` (null: not active).
-  BridgeSectionFacts facts(const BlenderBridgeClient* client) const;
+  BridgeSectionFacts facts(const BlenderBridgeClient* client) const {
+    return bridge_section_facts(bridge_.ports(), client);
+  }
   BridgeSectionView view(const BlenderBridgeClient* client) const { return view(facts(client)); }
   BridgeSectionView view(const BridgeSectionFacts& facts) const {
     return bridge_section_view(facts, installing_, note_);

@@ -97,6 +97,13 @@ TEST(BlenderBridgeInstall, EachWayItCanFailEndsWithItsOwnSentence) {
        false},
       {"Blender running", [](Machine& m) { m.processes->set_running({4242}); }, "Quit Blender, then install.", 0,
        false},
+      // Looking for it could run it (Linux asks its version): a running one is refused first.
+      {"Blender running, and not where Blender is looked for",
+       [](Machine& m) {
+         m.processes->set_running({4242});
+         m.processes->set_application(std::nullopt);
+       },
+       "Quit Blender, then install.", 0, false},
       {"a temporary folder that is not one",
        [](Machine& m) {
          fs::remove(m.ports.paths.temporary);

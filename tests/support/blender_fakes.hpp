@@ -54,8 +54,10 @@ struct FakeBlender {
 
   void write() const {
     const std::string manifest = installed_manifest().string();
-    std::string script = "{ for a in \"$@\"; do printf '%s\\n' \"$a\"; done; echo --; } >> '" +
-                         arguments_file().string() + "'\n";
+    // Its own PATH: the one Kolvo runs under may hold nothing but this fake.
+    std::string script = "PATH=/usr/bin:/bin\n";
+    script += "{ for a in \"$@\"; do printf '%s\\n' \"$a\"; done; echo --; } >> '" + arguments_file().string() +
+              "'\n";
     script += "if [ \"$1\" = --version ]; then printf 'Blender " + version +
               " LTS\\n\\tbuild date: 2024-10-14\\n'; exit 0; fi\n";
     script += "src=; zip=; last=\n"
