@@ -11,13 +11,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-template <typename... F>
-struct Overloaded : F... {
-  using F::operator()...;
-};
-template <typename... F>
-Overloaded(F...) -> Overloaded<F...>;
-
 std::string_view trimmed(std::string_view text) {
   constexpr std::string_view kBlank = " \t\r\n";
   const auto first = text.find_first_not_of(kBlank);
@@ -41,10 +34,8 @@ bool is_digit(char c) { return c >= '0' && c <= '9'; }
 }  // namespace
 
 std::string InstallError::text() const {
-  return std::visit(Overloaded{[](const Failed& failed) { return failed.message; },
-                               [](const BlenderNotFound&) { return std::string(kBlenderNotFoundText); },
-                               [](const BlenderRunning&) { return std::string(kBlenderRunningText); }},
-                    reason_);
+  if (const auto* failed = std::get_if<Failed>(&reason_)) return failed->message;
+  return std::string(std::holds_alternative<BlenderRunning>(reason_) ? kBlenderRunningText : kBlenderNotFoundText);
 }
 
 std::optional<std::string> blender_version_prefix(std::string_view version) {

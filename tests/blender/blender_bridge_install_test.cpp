@@ -11,6 +11,7 @@
 #include "blender/bridge_addon.hpp"
 #include "platform/posix/process_launcher_posix.hpp"
 #include "support/blender_fakes.hpp"
+#include "support/run_until.hpp"
 #include "support/temp_root.hpp"
 
 namespace kolvo::blender {
@@ -20,6 +21,7 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using testing::FakeBlender;
 using testing::FakeBlenderProcesses;
+using testing::run_until;
 using testing::TempRoot;
 
 std::string file_text(const fs::path& file) {
@@ -255,16 +257,6 @@ TEST(BlenderVersions, TheInstalledVersionIsFoundInTheFolderOfTheBlendersSeries) 
   }
   processes->set_application(std::nullopt);
   EXPECT_FALSE(installed_version(ports));
-}
-
-// Runs the main loop until `done` holds; the install's queue posts to it.
-bool run_until(base::ManualExecutor& main, const std::function<bool()>& done) {
-  for (int spin = 0; spin < 5000; ++spin) {
-    main.run_pending();
-    if (done()) return true;
-    std::this_thread::sleep_for(1ms);
-  }
-  return false;
 }
 
 TEST(BlenderBridge, InstallsOffTheMainThreadAndAnswersOnIt) {

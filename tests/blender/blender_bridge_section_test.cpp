@@ -9,6 +9,7 @@
 #include "base/manual_executor.hpp"
 #include "platform/posix/process_launcher_posix.hpp"
 #include "support/blender_fakes.hpp"
+#include "support/run_until.hpp"
 #include "support/temp_root.hpp"
 
 namespace kolvo::blender {
@@ -19,6 +20,7 @@ using namespace std::chrono_literals;
 using Status = BlenderBridgeStatus;
 using testing::FakeBlender;
 using testing::FakeBlenderProcesses;
+using testing::run_until;
 using testing::TempRoot;
 
 TEST(BlenderBridgeSection, TheStatusLineIsTheFirstRowThatMatches) {
@@ -89,15 +91,6 @@ TEST(BlenderBridgeSection, TheButtonSaysReinstallOnceInstalledAndWaitsForBlender
               "A small Blender extension that lets Kolvo Deck switch Blender’s tools and viewport. It listens only on "
               "this Mac, accepts only Kolvo’s fixed commands, and never runs code sent to it.");
   }
-}
-
-bool run_until(base::ManualExecutor& main, const std::function<bool()>& done) {
-  for (int spin = 0; spin < 5000; ++spin) {
-    main.run_pending();
-    if (done()) return true;
-    std::this_thread::sleep_for(1ms);
-  }
-  return false;
 }
 
 struct SectionMachine {

@@ -1,12 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <thread>
-
 #include "base/manual_executor.hpp"
 #include "overlay/hidden_dock_services.hpp"
 #include "platform/posix/process_launcher_posix.hpp"
 #include "support/blender_fakes.hpp"
 #include "support/dock_fixture.hpp"
+#include "support/run_until.hpp"
 #include "support/temp_root.hpp"
 #include "ui/settings_pages.hpp"
 
@@ -435,10 +434,7 @@ TEST(SettingsPages, TheBlenderSectionInstallsInTheBackgroundAndRedrawsWhenItEnds
   EXPECT_FALSE(pages.handle(SettingsPage::corvane, {"installBlenderBridge", {}}).done);
 
   const int before = redraws;
-  for (int spin = 0; spin < 5000 && bridge.is_installing(); ++spin) {
-    main.run_pending();
-    std::this_thread::sleep_for(1ms);
-  }
+  ASSERT_TRUE(testing::run_until(main, [&bridge] { return !bridge.is_installing(); }));
   EXPECT_EQ(redraws, before + 1) << "the shell hears that the install ended";
   EXPECT_EQ(section().second,
             (std::vector<std::string>{"Installed — add Blender to Shelf to connect", description,
