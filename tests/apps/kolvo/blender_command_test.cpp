@@ -97,6 +97,12 @@ TEST_F(KolvoBlenderCli, InstallsTheBridgeIntoTheBlenderOnThePathAndReportsIt) {
   EXPECT_EQ(report["manifest"], manifest.string());
   EXPECT_EQ(report["bundledVersion"], "1.2.0");
 
+  // The settings page reads the same.
+  const std::string corvane = kolvo("ui corvane").out;
+  EXPECT_NE(corvane.find("Blender Bridge\n  Installed — add Blender to Shelf to connect\n"), std::string::npos)
+      << corvane;
+  EXPECT_NE(corvane.find("<Reinstall Blender Bridge>"), std::string::npos) << corvane;
+
   // An extension from an older Kolvo asks to be installed again.
   std::ofstream(manifest, std::ios::binary) << "id = \"kolvo_bridge\"\nversion = \"1.1.0\"\n";
   run = kolvo("blender status --json");
