@@ -80,6 +80,11 @@ constexpr std::string_view kUsage = R"(usage: kolvo <command> [options]
   claude install-hooks      add Kolvo's status hooks to Claude Code's settings
                             (~/.claude/settings.json), keeping the original beside it
   claude status [--json]    whether the hooks are installed, and the last event they reported
+  blender install           install and enable the Kolvo Bridge extension in the Blender
+                            found (the first 'blender' on the PATH on Linux); Blender must
+                            not be running
+  blender status [--json]   the Blender Bridge's status line, the Blender found and the
+                            extension version installed for it
   help                      this text
 )";
 
@@ -137,6 +142,7 @@ int run(int argc, char** argv) {
   if (command == "deck") return run_deck(std::move(arguments));
   if (command == "launch") return run_launch(std::move(arguments));
   if (command == "claude") return run_claude(std::move(arguments));
+  if (command == "blender") return run_blender(std::move(arguments));
   return fail(kExitUsage, "'" + command + "' is not a kolvo command; run 'kolvo help' for the list.");
 }
 

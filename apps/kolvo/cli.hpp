@@ -45,5 +45,6 @@ int run_update(Arguments arguments);
 int run_deck(Arguments arguments);
 int run_launch(Arguments arguments);
 int run_claude(Arguments arguments);
+int run_blender(Arguments arguments);
 
 }  // namespace kolvo::host

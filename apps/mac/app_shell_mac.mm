@@ -143,6 +143,8 @@ struct MacAppShell::Objects {
   std::function<void()> settings_on_calibrate;
   std::function<void()> settings_on_replay;
   std::optional<ui::SettingsPages> pages;
+  // Redraws the page when it changes on its own, as when an install ends.
+  base::Subscription page_changes;
   ui::SettingsPage page = ui::SettingsPage::general;
   KolvoPageView* page_view = nil;
   KolvoClickTarget* sidebar_target = nil;
@@ -267,6 +269,7 @@ void MacAppShell::create_settings_window(std::function<void()> on_calibrate, std
     o.show_page(o.page);
   }];
   NSScrollView* scroll = scrolling(o.page_view);
+  o.page_changes = o.pages->observe_changes([&o] { o.show_page(o.page); });
 
   o.sidebar_target = [KolvoClickTarget new];
   Objects* objects = &o;

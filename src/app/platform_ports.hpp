@@ -89,11 +89,13 @@ struct PlatformPorts {
   std::shared_ptr<shelf::ApplicationProcesses> application_processes;
   std::shared_ptr<shelf::Downloader> downloader;
   std::shared_ptr<const shelf::ImageThumbnailer> thumbnailer;
-  // Blender: where it is, whether it runs, and where its files and the bridge's live. This
-  // machine's own Blender even on the simulated Mac; null where Blender cannot be looked for,
-  // and the Blender widget then shows nothing.
-  std::shared_ptr<blender::BlenderProcesses> blender;
-  blender::BlenderPaths blender_paths;
+  // The Blender bridge: where Blender is and whether it runs, where its files go, and how its
+  // command line is run to install the extension. This machine's own even on the simulated Mac,
+  // as Blender runs here. Null where Blender cannot be looked for, and the settings then offer
+  // no Blender section.
+  std::shared_ptr<blender::BlenderProcesses> blender = nullptr;
+  blender::BlenderPaths blender_paths = {};
+  std::shared_ptr<controls::ProcessLauncherPort> blender_command_line = nullptr;
 };
 
 // How a platform shows the panels and feeds them the pointer: AppKit panels and event

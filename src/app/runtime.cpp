@@ -374,8 +374,21 @@ ui::SettingsPages Runtime::settings_pages(ui::SettingsPageHooks hooks) {
                              .deck_trust = &deck_trust(),
                              .shelf_widgets = &settings_.shelf_widgets(),
                              .agent_paths = &ports_.agent_paths,
-                             .tool_grids = &settings_.adobe_tool_grids()},
+                             .tool_grids = &settings_.adobe_tool_grids(),
+                             .blender_bridge = blender_bridge_section(),
+                             .blender_client = blender_client()},
       std::move(hooks));
+}
+
+blender::BlenderBridgeSection* Runtime::blender_bridge_section() {
+  if (!blender_bridge_section_ && ports_.blender && ports_.blender_command_line) {
+    blender_bridge_section_ = std::make_unique<blender::BlenderBridgeSection>(
+        blender::BlenderBridgeInstallPorts{.blender = ports_.blender,
+                                           .command_line = ports_.blender_command_line,
+                                           .paths = ports_.blender_paths},
+        main_);
+  }
+  return blender_bridge_section_.get();
 }
 
 ui::OnboardingModel Runtime::onboarding(ui::OnboardingHooks hooks) {

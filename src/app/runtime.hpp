@@ -12,6 +12,7 @@
 #include "base/executor.hpp"
 #include "base/notification_center.hpp"
 #include "blender/blender_bridge_client.hpp"
+#include "blender/blender_bridge_section.hpp"
 #include "controls/control_services.hpp"
 #include "deck/server/bonjour_advertiser.hpp"
 #include "deck/server/deck_stats_collector.hpp"
@@ -109,6 +110,10 @@ class Runtime {
   // share; null until the phone link has given it a socket context, or without Blender ports.
   blender::BlenderBridgeClient* blender_client();
 
+  // The settings' Blender Bridge section over the platform's Blender; made at first use, null
+  // where the platform cannot look for Blender.
+  blender::BlenderBridgeSection* blender_bridge_section();
+
   // The machine's statistics the phone shows, each 0 … 1, in the given order.
   std::vector<deck::KolvoDeckStat> deck_stats(const std::vector<prefs::KolvoDeckStatKind>& kinds);
 
@@ -138,6 +143,7 @@ class Runtime {
   std::unique_ptr<blender::BlenderBridgeClient> blender_client_;
   std::unique_ptr<shelf::ShelfSurfaceController> shelf_;
   base::Subscription shelf_follows_server_;
+  std::unique_ptr<blender::BlenderBridgeSection> blender_bridge_section_;
   // Declared last: it is stopped before anything it reads goes.
   std::unique_ptr<deck::KolvoDeckServer> deck_server_;
 };

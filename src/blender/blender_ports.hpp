@@ -11,8 +11,9 @@
 
 #include "base/executor.hpp"
 
-// What the Blender bridge takes from the machine: where Blender is, whether it runs, where its
-// user files live, and a way to run its command line.
+// What the Blender bridge takes from the machine: where Blender is, whether it runs and where
+// its user files live. Its command line is run through controls::ProcessLauncherPort, the one
+// port for child programs.
 namespace kolvo::blender {
 
 // How Blender is known on the Mac.
@@ -22,8 +23,8 @@ inline constexpr std::string_view kBlenderBundleID = "org.blenderfoundation.blen
 struct BlenderApplication {
   // The program itself: Contents/MacOS/Blender inside the bundle, or the `blender` on PATH.
   std::filesystem::path executable;
-  // Its full version as the system records it ("4.2.3"): the bundle's short version string on
-  // the Mac, the version folder beside the program on Linux. Absent when none can be read.
+  // Its full version ("4.2.3"): the bundle's short version string on the Mac, what
+  // `blender --version` says on Linux. Absent when none can be read.
   std::optional<std::string> version;
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -154,21 +155,41 @@ class AppleScriptPort {
   virtual AppleScriptOutcome run_apple_script(const std::string& source) = 0;
 };
 
-// Process (NSTask): run an executable, collect its standard error, and wait for it.
+// A program run to its end, as posix_spawn and NSTask run one.
+struct ProcessRequest {
+  std::string executable = {};
+  std::vector<std::string> arguments = {};
+  // Standard error is always read. Standard output goes nowhere, or joins it in the one pipe,
+  // interleaved as the child writes. With one pipe there is no order of reads that can deadlock
+  // against a child filling the other one first.
+  enum class Output { errors_only, joined };
+  Output output = Output::errors_only;
+  // How long the child may run; past it the child (and whatever it started) is terminated.
+  // Absent: however long it takes.
+  std::optional<std::chrono::steady_clock::duration> watchdog = std::nullopt;
+};
+
 struct ProcessOutcome {
-  // Standard error past this is drained and dropped: it only feeds one log line.
-  static constexpr std::size_t kKeptErrorBytes = 64 * 1024;
+  // Output past this is drained and dropped: it only feeds the log, or a message.
+  static constexpr std::size_t kKeptOutputBytes = 64 * 1024;
 
   bool launched = false;
+  // The exit code; 128 plus the signal's number when a signal ended the child.
   int exit_status = 0;
-  std::string standard_error;
+  // What the pipe carried, read to its end; the first kKeptOutputBytes, invalid UTF-8 repaired.
+  std::string output = {};
+  // Why the program could not be started, as a sentence; empty when it was.
+  std::string launch_error = {};
+  // The watchdog ended it.
+  bool timed_out = false;
 };
 
 class ProcessLauncherPort {
  public:
   virtual ~ProcessLauncherPort() = default;
-  // Called on a background queue; the adapter must allow that.
-  virtual ProcessOutcome run_process(const std::string& executable, const std::vector<std::string>& arguments) = 0;
+  // Blocks until the child has exited and its output is read. Called on background queues,
+  // more than one at a time; the adapter must allow that.
+  virtual ProcessOutcome run_process(const ProcessRequest& request) = 0;
 };
 
 // NSUserDefaults persistentDomainForName:NSGlobalDomain, one key of it. Absent when the domain

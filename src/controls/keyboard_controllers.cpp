@@ -91,15 +91,14 @@ void DesktopSpaceController::switch_space(SpaceDirection direction, Completion d
   ProcessLauncherPort* launcher = &launcher_;
   queue_.async(
       [launcher, source = script(direction)] {
-        return launcher->run_process(std::string(kInterpreter), {"-e", source});
+        return launcher->run_process({.executable = std::string(kInterpreter), .arguments = {"-e", source}});
       },
       [this, done = std::move(done)](ProcessOutcome outcome) {
         const bool switched = outcome.launched && outcome.exit_status == 0;
         if (!switched) {
           // Nothing is shown to the user: the usual cause is a refused automation permission
           // or Control-arrow not being the Space shortcut, and the log says which.
-          const std::string reason = outcome.launched ? trimmed(outcome.standard_error)
-                                                      : std::string(kInterpreter) + " could not be launched";
+          const std::string reason = outcome.launched ? trimmed(outcome.output) : outcome.launch_error;
           log_.record("Desktop", reason.empty() ? "osascript exited with status " + std::to_string(outcome.exit_status)
                                                 : reason);
         }

@@ -134,6 +134,19 @@ std::string app_detail(const catalog::KolvoAppItem& item, const catalog::Applica
 
 }  // namespace
 
+base::Subscription SettingsPages::observe_changes(std::function<void()> changed) {
+  // The install's progress and the bridge client's status both change the Blender section.
+  auto section = stores_.blender_bridge ? std::make_shared<base::Subscription>(stores_.blender_bridge->observe(changed))
+                                        : nullptr;
+  auto client = stores_.blender_client ? std::make_shared<base::Subscription>(stores_.blender_client->add_observer(changed))
+                                       : nullptr;
+  if (!section && !client) return {};
+  return base::Subscription([section, client] {
+    if (section) section->reset();
+    if (client) client->reset();
+  });
+}
+
 std::string_view page_title(SettingsPage page) {
   switch (page) {
     case SettingsPage::general: return "General";
@@ -420,6 +433,16 @@ PageContent SettingsPages::corvane() const {
     if (claude_setup_outcome_) claude.rows.push_back(TextRow{*claude_setup_outcome_, TextStyle::note});
     page.sections.push_back(std::move(claude));
   }
+
+  if (const auto* bridge = stores_.blender_bridge) {
+    const blender::BridgeSectionView view = bridge->view(stores_.blender_client);
+    Section section{view.title,
+                    {TextRow{view.status_line}, TextRow{view.description, TextStyle::note},
+                     ButtonRow{"installBlenderBridge", view.button_title, view.button_enabled}}};
+    if (view.hint) section.rows.push_back(TextRow{*view.hint, TextStyle::note});
+    if (view.note) section.rows.push_back(TextRow{*view.note, TextStyle::note});
+    page.sections.push_back(std::move(section));
+  }
   return page;
 }
 
@@ -571,6 +594,12 @@ EventOutcome SettingsPages::handle(SettingsPage page, const ControlEvent& e) {
     const auto installed = shelf::install_claude_hooks(*stores_.agent_paths);
     claude_setup_outcome_ = installed.sentence;
     return installed.ok ? done() : refused(installed.sentence);
+  }
+
+  if (e.id == "installBlenderBridge") {
+    // The result arrives later, as the section's note; observe_changes tells the shell.
+    if (!stores_.blender_bridge->install()) return refused("The Blender Bridge is being installed.");
+    return done();
   }
 
   // The Corvane page: the Shelf's two widgets.

@@ -5,6 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "base/observable.hpp"
+#include "blender/blender_bridge_client.hpp"
+#include "blender/blender_bridge_section.hpp"
 #include "catalog/app_stores.hpp"
 #include "catalog/profile_store.hpp"
 #include "deck/server/deck_settings_stores.hpp"
@@ -50,6 +53,11 @@ struct SettingsPageStores {
   const shelf::AgentPaths* agent_paths = nullptr;
   // The Adobe widgets' tool grids; the page shows no grids without them.
   shelf::AdobeToolGridStore* tool_grids = nullptr;
+  // The Blender bridge's install; the page shows no Blender section without it.
+  blender::BlenderBridgeSection* blender_bridge = nullptr;
+  // The bridge client whose status the Blender section shows; null, or not started, while no
+  // Blender widget is on the Shelf.
+  blender::BlenderBridgeClient* blender_client = nullptr;
 };
 
 struct LaunchAtLoginState {
@@ -89,6 +97,11 @@ class SettingsPages {
 
   PageContent content(SettingsPage page) const;
   EventOutcome handle(SettingsPage page, const ControlEvent& event);
+
+  // Calls `changed` on the main thread when what the pages show has changed other than through
+  // handle(): an install finishing in the background, Blender starting or quitting. The shell
+  // draws the page again.
+  [[nodiscard]] base::Subscription observe_changes(std::function<void()> changed);
 
  private:
   PageContent general() const;

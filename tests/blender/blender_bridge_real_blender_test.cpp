@@ -16,7 +16,8 @@
 
 #include "base/network_thread.hpp"
 #include "blender/blender_surface_session.hpp"
-// #include "platform/linux/blender_processes_linux.hpp"
+#include "platform/linux/blender_processes_linux.hpp"
+#include "platform/posix/process_launcher_posix.hpp"
 #include "support/fake_blender_bridge.hpp"
 #include "support/settings_fixture.hpp"
 
@@ -118,11 +119,12 @@ class RealBlenderBridgeTest : public ::testing::Test {
   void SetUp() override {
     blender_ = std::make_unique<RealBlender>(home_.path());
     ASSERT_TRUE(blender_->running()) << "Blender did not start:\n" << blender_->log();
-    processes_->pids = {blender_->pid()};
     client_ = std::make_unique<BlenderBridgeClient>(BlenderBridgeClient::Ports{
         .main = main_,
         .network = network_.context(),
-        .blender = processes_,
+        // Found as the host finds it: the `blender` on PATH and the running ones in /proc.
+        .blender = std::make_shared<platform::LinuxBlenderProcesses>(std::make_shared<platform::PosixProcessLauncher>(),
+                                                                     std::getenv("PATH") ? std::getenv("PATH") : ""),
         .info_file = home_.path() / "Library/Application Support/Kolvo/Blender/bridge.json",
         .log = log_});
     session_ = std::make_unique<BlenderSurfaceSession>(*client_, main_, clock_);
@@ -161,7 +163,7 @@ class RealBlenderBridgeTest : public ::testing::Test {
   base::DiagnosticsLog log_{clock_, base::DiagnosticsLog::silent()};
   base::NetworkThread network_;
   std::unique_ptr<RealBlender> blender_;
-  std::shared_ptr<testing::ScriptedBlenderProcesses> processes_ = std::make_shared<testing::ScriptedBlenderProcesses>();
+
   std::unique_ptr<BlenderBridgeClient> client_;
   std::unique_ptr<BlenderSurfaceSession> session_;
   std::vector<shelf::ShelfSurfaceState> states_;
@@ -270,7 +272,6 @@ TEST_F(RealBlenderBridgeTest, TheWidgetDrivesARealBlender) {
   bool answered = false;
   ASSERT_TRUE(client_->send({{"type", "state"}}, [&](bool, std::optional<std::string>) { answered = true; }));
   blender_->kill_blender();
-  processes_->pids.clear();
   ASSERT_TRUE(until([&] { return client_->status() != Status::connected && client_->status() != Status::busy; }));
   ASSERT_TRUE(until([&] {
     main_.advance(BlenderBridgeClient::kQuitLookDelay);

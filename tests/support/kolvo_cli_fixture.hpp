@@ -123,11 +123,13 @@ class KolvoCli : public ::testing::Test {
   // The update feed named by the environment is the test's own, or none.
   std::string environment() const {
     return "XDG_CONFIG_HOME='" + (home_ / "config").string() + "' HOME='" + user_home().string() + "' XDG_DATA_HOME='" +
-           data_home().string() + "' KOLVO_UPDATE_FEED_URL='" + update_feed_ + "'";
+           data_home().string() + "' KOLVO_UPDATE_FEED_URL='" + update_feed_ + "'" + extra_environment_;
   }
 
   path home_;
   std::string update_feed_;
+  // More VARIABLE='value' words for the program's environment, each after a blank.
+  std::string extra_environment_;
   int serve_pid_ = 0;
 };
 

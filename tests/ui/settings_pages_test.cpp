@@ -1,7 +1,11 @@
 #include <gtest/gtest.h>
 
+#include "base/manual_executor.hpp"
 #include "overlay/hidden_dock_services.hpp"
+#include "platform/posix/process_launcher_posix.hpp"
+#include "support/blender_fakes.hpp"
 #include "support/dock_fixture.hpp"
+#include "support/run_until.hpp"
 #include "support/temp_root.hpp"
 #include "ui/settings_pages.hpp"
 
@@ -384,6 +388,64 @@ TEST(SettingsPages, SettingUpClaudeCodeStatusShowsWhatItCameTo) {
   EXPECT_TRUE(shown("cannot be read as settings"));
   std::ifstream in(paths.claude_settings());
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "[\"not\", \"settings\"]");
+}
+
+TEST(SettingsPages, TheBlenderSectionInstallsInTheBackgroundAndRedrawsWhenItEnds) {
+  using namespace std::chrono_literals;
+  PagesHarness h;
+  EXPECT_EQ(to_text(h.pages.content(SettingsPage::corvane)).find("Blender Bridge"), std::string::npos)
+      << "no section without the installer";
+
+  testing::TempRoot root("corvane-blender");
+  testing::FakeBlender blender{.folder = root.path() / "bin", .user_files = root.path() / "blender"};
+  blender.write();
+  auto processes = std::make_shared<testing::FakeBlenderProcesses>();
+  processes->set_application(blender::BlenderApplication{blender.executable(), blender.version});
+  base::ManualExecutor main;
+  blender::BlenderBridgeSection bridge({.blender = processes,
+                                        .command_line = std::make_shared<platform::PosixProcessLauncher>(),
+                                        .paths = {.home = root.path() / "home",
+                                                  .blender_user_files = root.path() / "blender",
+                                                  .temporary = root.path()}},
+                                       main, 30s);
+  SettingsPageStores stores = h.stores();
+  stores.blender_bridge = &bridge;
+  SettingsPages pages(stores, {});
+  int redraws = 0;
+  const base::Subscription redrawing = pages.observe_changes([&redraws] { ++redraws; });
+  const auto section = [&pages] {
+    const auto page = pages.content(SettingsPage::corvane);
+    const Section& last = page.sections.back();
+    std::vector<std::string> rows;
+    for (const auto& row : last.rows) {
+      if (const auto* text = std::get_if<TextRow>(&row)) rows.push_back(text->text);
+      if (const auto* button = std::get_if<ButtonRow>(&row)) {
+        rows.push_back("[" + button->title + (button->enabled ? "]" : "] (disabled)"));
+      }
+    }
+    return std::pair{last.title, rows};
+  };
+  const std::string description = std::string(blender::kSectionDescription);
+
+  EXPECT_EQ(section(), (std::pair{std::string("Blender Bridge"),
+                                  std::vector<std::string>{"Not installed", description, "[Install Blender Bridge]"}}));
+  ASSERT_TRUE(pages.handle(SettingsPage::corvane, {"installBlenderBridge", {}}).done);
+  EXPECT_EQ(section().second[2], "[Install Blender Bridge] (disabled)");
+  EXPECT_FALSE(pages.handle(SettingsPage::corvane, {"installBlenderBridge", {}}).done);
+
+  const int before = redraws;
+  ASSERT_TRUE(testing::run_until(main, [&bridge] { return !bridge.is_installing(); }));
+  EXPECT_EQ(redraws, before + 1) << "the shell hears that the install ended";
+  EXPECT_EQ(section().second,
+            (std::vector<std::string>{"Installed — add Blender to Shelf to connect", description,
+                                      "[Reinstall Blender Bridge]", "Installed. Open Blender to connect."}));
+
+  // While Blender runs the button waits, and says why.
+  processes->set_running({99});
+  EXPECT_EQ(section().second,
+            (std::vector<std::string>{"Installed — add Blender to Shelf to connect", description,
+                                      "[Reinstall Blender Bridge] (disabled)", "Quit Blender to install the bridge.",
+                                      "Installed. Open Blender to connect."}));
 }
 
 TEST(SettingsPages, ProfilesInheritOrOverrideEachGroupAndShowTheirOwnConflicts) {

@@ -2,6 +2,7 @@
 
 #include "platform/host_ports.hpp"
 #include "platform/linux/agent_paths_linux.hpp"
+#include "platform/linux/blender_processes_linux.hpp"
 #include "platform/linux/directory_watch_linux.hpp"
 #include "platform/linux/dns_service_registrar_linux.hpp"
 #include "platform/linux/image_thumbnailer_linux.hpp"
@@ -10,6 +11,7 @@
 #include "platform/linux/running_program_probe_linux.hpp"
 #include "platform/linux/system_stats_linux.hpp"
 #include "platform/linux/update_feed_fetcher_linux.hpp"
+#include "platform/posix/process_launcher_posix.hpp"
 #include "platform/sim/simulated_adobe.hpp"
 #include "platform/sim/simulated_applications.hpp"
 #include "platform/sim/simulated_commands.hpp"
@@ -45,6 +47,12 @@ struct SimulatedMachine {
 
 namespace {
 
+// The folders the PATH names, where Blender is looked for.
+std::string search_path() {
+  const char* variable = std::getenv("PATH");
+  return variable != nullptr ? std::string(variable) : std::string();
+}
+
 std::string configured_feed(const HostOptions& options) {
   if (options.update_feed_url) return *options.update_feed_url;
   const char* variable = std::getenv(kUpdateFeedEnvironmentVariable);
@@ -71,6 +79,7 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
   const auto share = [&machine](auto* part) { return std::shared_ptr<std::remove_pointer_t<decltype(part)>>(machine, part); };
   auto prefs = std::make_shared<JsonFilePreferenceStore>(JsonFilePreferenceStore::default_path());
   const std::string location = prefs->path().string();
+  auto command_line = std::make_shared<PosixProcessLauncher>();
   return {app::PlatformPorts{
               .prefs = std::move(prefs),
               .process = std::make_shared<LinuxProcessEnvironment>(identity),
@@ -123,8 +132,10 @@ HostPortsResult make_host_ports(const HostIdentity& identity, const HostOptions&
               .downloader = share(&machine->web),
               // Pictures are really decoded, scaled and encoded here, as ImageIO does on the Mac.
               .thumbnailer = std::make_shared<StbImageThumbnailer>(),
-              .blender = nullptr,
-              .blender_paths = {},
+              // Blender, too, is this machine's.
+              .blender = std::make_shared<LinuxBlenderProcesses>(command_line, search_path()),
+              .blender_paths = linux_blender_paths(),
+              .blender_command_line = command_line,
           },
           {}};
 }

@@ -46,14 +46,22 @@ bool exited(const fs::path& folder) {
 
 }  // namespace
 
+void for_each_process_named(const fs::path& proc_root, const std::string& name,
+                            const std::function<bool(std::int64_t pid)>& visit) {
+  if (name.empty()) return;
+  for_each_process(proc_root, [&](std::int64_t pid, const fs::path& folder) {
+    if (!named(folder, name) || exited(folder)) return true;
+    return visit(pid);
+  });
+}
+
 LinuxRunningProgramProbe::LinuxRunningProgramProbe(fs::path proc_root) : proc_root_(std::move(proc_root)) {}
 
 bool LinuxRunningProgramProbe::is_running(const shelf::ProgramIdentity& program) const {
-  if (program.executable_name.empty()) return false;
   bool found = false;
-  for_each_process(proc_root_, [&](std::int64_t, const fs::path& folder) {
-    found = named(folder, program.executable_name) && !exited(folder);
-    return !found;
+  for_each_process_named(proc_root_, program.executable_name, [&found](std::int64_t) {
+    found = true;
+    return false;
   });
   return found;
 }

@@ -6,6 +6,7 @@
 #include "controls/audio_controllers.hpp"
 #include "platform/mac/mac_adapters.hpp"
 #include "platform/mac/objc_text.hpp"
+#include "platform/posix/process_launcher_posix.hpp"
 
 namespace kolvo::platform {
 namespace {
@@ -25,7 +26,7 @@ struct MacHost {
   MacPrivateFrameworks frameworks;
   MacHIDEvents events;
   MacAppleScript scripts;
-  MacProcessLauncher processes;
+  PosixProcessLauncher processes;
   MacGlobalPreferences global_preferences;
   MacAXApplications windows;
   MacSoundLibrary sounds{KOLVO_RESOURCE_DIR "/Sounds"};
@@ -43,6 +44,7 @@ struct MacHost {
   MacApplicationProcesses application_processes;
   MacDownloader downloader;
   MacImageThumbnailer thumbnailer;
+  MacBlenderProcesses blender;
 };
 
 }  // namespace
@@ -148,6 +150,9 @@ app::PlatformPorts make_mac_platform_ports(const HostIdentity& identity) {
       .application_processes = share(&host->application_processes),
       .downloader = share(&host->downloader),
       .thumbnailer = share(&host->thumbnailer),
+      .blender = share(&host->blender),
+      .blender_paths = mac_blender_paths(),
+      .blender_command_line = share(&host->processes),
   };
 }
 

@@ -13,6 +13,7 @@
 #include "app/runtime.hpp"
 #include "base/diagnostics_log.hpp"
 #include "base/executor.hpp"
+#include "blender/blender_ports.hpp"
 #include "catalog/app_item.hpp"
 #include "catalog/application_opener.hpp"
 #include "catalog/focused_application_monitor.hpp"
@@ -122,11 +123,18 @@ class MacAppleScript final : public controls::AppleScriptPort {
   controls::AppleScriptOutcome run_apple_script(const std::string& source) override;
 };
 
-// NSTask with both output streams piped.
-class MacProcessLauncher final : public controls::ProcessLauncherPort {
+// Blender as the workspace knows it, by its bundle identifier: the application it would open,
+// with the bundle's short version; the running instances; and their launches and quits.
+class MacBlenderProcesses final : public blender::BlenderProcesses {
  public:
-  controls::ProcessOutcome run_process(const std::string& executable, const std::vector<std::string>& arguments) override;
+  std::optional<blender::BlenderApplication> application() const override;
+  std::vector<std::int32_t> running() const override;
+  std::unique_ptr<blender::BlenderLaunchObservation> observe_launches(base::Executor& main,
+                                                                      std::function<void()> changed) override;
 };
+
+// The home folder, ~/Library/Application Support/Blender and the per-user temporary folder.
+blender::BlenderPaths mac_blender_paths();
 
 // NSUserDefaults' global domain.
 class MacGlobalPreferences final : public controls::GlobalPreferencesPort {

@@ -283,26 +283,37 @@ double SimulatedMac::system_uptime() const { return uptime_(); }
 
 // ---- Spaces -------------------------------------------------------------------------------
 
-controls::ProcessOutcome SimulatedMac::run_process(const std::string& executable,
-                                                   const std::vector<std::string>& arguments) {
-  if (executable != controls::DesktopSpaceController::kInterpreter) return {};
+namespace {
+
+controls::ProcessOutcome exited(int status, std::string said) {
+  return {.launched = true, .exit_status = status, .output = std::move(said)};
+}
+
+}  // namespace
+
+controls::ProcessOutcome SimulatedMac::run_process(const controls::ProcessRequest& request) {
+  const std::string& executable = request.executable;
+  const std::vector<std::string>& arguments = request.arguments;
+  if (executable != controls::DesktopSpaceController::kInterpreter) {
+    return {.launch_error = "Could not start " + executable + ": the simulated Mac has no such program."};
+  }
   int direction = 0;
   for (const auto side : {controls::SpaceDirection::left, controls::SpaceDirection::right}) {
     if (arguments == std::vector<std::string>{"-e", controls::DesktopSpaceController::script(side)}) {
       direction = side == controls::SpaceDirection::left ? -1 : 1;
     }
   }
-  if (direction == 0) return {true, 1, "syntax error: The simulated Mac does not run this script. (-2741)\n"};
+  if (direction == 0) return exited(1, "syntax error: The simulated Mac does not run this script. (-2741)\n");
   std::unique_lock lock(mutex_);
-  if (!automation_allowed_) return {true, 1, "execution error: " + std::string(kNotAuthorized) + " (-1743)\n"};
+  if (!automation_allowed_) return exited(1, "execution error: " + std::string(kNotAuthorized) + " (-1743)\n");
   // The keystroke is sent either way; it only moves when Control-arrow is the shortcut and
   // there is a Space that way.
-  if (!space_shortcuts_enabled_) return {true, 0, {}};
+  if (!space_shortcuts_enabled_) return exited(0, {});
   const int target = std::clamp(current_space_ + direction, 1, space_count_);
-  if (target == current_space_) return {true, 0, {}};
+  if (target == current_space_) return exited(0, {});
   current_space_ = target;
   if (changes_) changes_("space " + std::to_string(current_space_) + " of " + std::to_string(space_count_));
-  return {true, 0, {}};
+  return exited(0, {});
 }
 
 int SimulatedMac::current_space() const {

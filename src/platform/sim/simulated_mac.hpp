@@ -145,7 +145,7 @@ class SimulatedMac final : public dock::AccessibilityTrust,
   bool media_playing() const { return media_playing_; }
 
   // Spaces, switched by osascript sending Control-arrow. Safe to call from any thread.
-  controls::ProcessOutcome run_process(const std::string& executable, const std::vector<std::string>& arguments) override;
+  controls::ProcessOutcome run_process(const controls::ProcessRequest& request) override;
   int current_space() const;
   int space_count() const;
   void set_spaces(int count, int current);

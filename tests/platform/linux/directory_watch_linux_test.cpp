@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "base/manual_executor.hpp"
+#include "support/run_until.hpp"
 #include "support/temp_root.hpp"
 
 namespace kolvo::platform {
@@ -15,17 +16,8 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
+using testing::run_until;
 using testing::TempRoot;
-
-// Runs the main loop until `done` holds or two seconds pass; the watch's thread posts to it.
-bool run_until(base::ManualExecutor& main, const std::function<bool()>& done) {
-  for (int spin = 0; spin < 2000; ++spin) {
-    main.run_pending();
-    if (done()) return true;
-    std::this_thread::sleep_for(1ms);
-  }
-  return false;
-}
 
 TEST(LinuxDirectoryWatch, EachKindOfChangeInTheFolderIsReported) {
   struct Case {
