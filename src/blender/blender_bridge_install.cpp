@@ -1,5 +1,6 @@
 #include "blender/blender_bridge_install.hpp"
 
+#include <charconv>
 #include <system_error>
 
 #include "base/file_io.hpp"
@@ -136,6 +137,21 @@ std::string prepare_source(const fs::path& source) {
 
 }  // namespace
 
+namespace {
+
+// Whether a version ("3.4.1") is older than 4.2; one that cannot be read is given the benefit
+// of the doubt, and Blender's own answer decides.
+bool predates_extensions(std::string_view version) {
+  int major = 0, minor = 0;
+  const char* const end = version.data() + version.size();
+  auto [after_major, major_error] = std::from_chars(version.data(), end, major);
+  if (major_error != std::errc{}) return false;
+  if (after_major != end && *after_major == '.') std::from_chars(after_major + 1, end, minor);
+  return major < 4 || (major == 4 && minor < 2);
+}
+
+}  // namespace
+
 InstallResult install_blender_bridge(const BlenderBridgeInstallPorts& ports, base::Duration watchdog,
                                      const std::function<void(const InstallProgress&)>& progress) {
   InstallResult result;
@@ -146,6 +162,9 @@ InstallResult install_blender_bridge(const BlenderBridgeInstallPorts& ports, bas
   if (!ports.blender->running().empty()) return {InstallError::blender_running(), {}, {}};
   const auto blender = ports.blender->application();
   if (!blender) return {InstallError::blender_not_found(), {}, {}};
+  if (blender->version && predates_extensions(*blender->version)) {
+    return {InstallError::failed(std::string(kTooOldTextStart) + *blender->version + "."), {}, {}};
+  }
 
   result.work_folder = ports.paths.temporary / ("kolvo-blender-bridge-" + base::make_uuid());
   const fs::path source = result.work_folder / std::string(kBridgePackageID);

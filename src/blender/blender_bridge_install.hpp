@@ -52,6 +52,9 @@ inline constexpr std::string_view kBlenderRunningText = "Quit Blender, then inst
 inline constexpr std::string_view kPrepareFailedText = "Could not prepare the extension: ";
 inline constexpr std::string_view kBuildFailedText = "Blender could not build the extension.";
 inline constexpr std::string_view kInstallFailedText = "Blender could not install the extension.";
+// Extensions, and the command line that builds and installs them, came with Blender 4.2; an
+// older Blender would take the extension commands for a file to open and sit in its window.
+inline constexpr std::string_view kTooOldTextStart = "Kolvo Bridge needs Blender 4.2 or later; this is Blender ";
 // The note under the button after an install that worked.
 inline constexpr std::string_view kInstalledNote = "Installed. Open Blender to connect.";
 

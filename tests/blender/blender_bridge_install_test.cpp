@@ -106,6 +106,9 @@ TEST(BlenderBridgeInstall, EachWayItCanFailEndsWithItsOwnSentence) {
          m.processes->set_application(std::nullopt);
        },
        "Quit Blender, then install.", 0, false},
+      {"a Blender from before extensions",
+       [](Machine& m) { m.processes->set_application(BlenderApplication{m.blender.executable(), "3.4.1"}); },
+       "Kolvo Bridge needs Blender 4.2 or later; this is Blender 3.4.1.", 0, false},
       {"a temporary folder that is not one",
        [](Machine& m) {
          fs::remove(m.ports.paths.temporary);
