@@ -190,7 +190,6 @@ void BlenderBridgeClient::refresh() {
 
 void BlenderBridgeClient::connect(std::int32_t pid, std::uint16_t port, const std::string& token) {
   connected_pid_ = pid;
-  std::weak_ptr<bool> alive = alive_;
   connection_ = std::make_shared<BridgeConnection>(
       ports_.network, ports_.main,
       BridgeConnection::Events{

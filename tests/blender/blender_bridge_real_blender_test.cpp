@@ -136,8 +136,8 @@ class RealBlenderBridgeTest : public ::testing::Test {
     blender_.reset();
   }
 
-  // Real time passes for Blender; the client's own timers run on virtual time, advanced with
-  // it so its two-second look happens.
+  // Real time passes for Blender while the main executor's due work runs. The client's own
+  // timers are on virtual time: a step that needs one advances it itself.
   bool until(const std::function<bool()>& done, std::chrono::milliseconds limit = std::chrono::milliseconds(10000)) {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     for (;;) {

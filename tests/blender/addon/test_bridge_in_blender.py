@@ -20,6 +20,8 @@ import time
 
 import pytest
 
+from bridge_wire import LineConnection
+
 HERE = os.path.dirname(os.path.abspath(__file__))
 SUPERVISOR = os.path.join(HERE, "..", "blender_under_xvfb.py")
 INFO_IN_HOME = os.path.join("Library", "Application Support", "Kolvo", "Blender")
@@ -102,30 +104,20 @@ class BlenderRun:
         return self.supervisor.returncode
 
 
-class Connection:
+class Connection(LineConnection):
     def __init__(self, port):
-        self.sock = socket.create_connection(("127.0.0.1", port), timeout=WAIT)
-        self.pending = b""
+        super().__init__(port, WAIT)
         self.pushes = []
         self.next_id = 1
 
     def send(self, message):
-        self.send_raw(json.dumps(message).encode() + b"\n")
-
-    def send_raw(self, data):
-        self.sock.sendall(data)
+        self.send_message(message)
 
     def receive(self):
         """The next message, or None once the bridge has closed the connection."""
-        while b"\n" not in self.pending:
-            try:
-                chunk = self.sock.recv(65536)
-            except ConnectionResetError:
-                chunk = b""
-            if not chunk:
-                return None
-            self.pending += chunk
-        line, self.pending = self.pending.split(b"\n", 1)
+        line = self.receive_line()
+        if line is None:
+            return None
         assert b"NaN" not in line and b"Infinity" not in line
         return json.loads(line)
 

@@ -1,7 +1,6 @@
 """The bridge's socket side on real loopback connections, without Blender: the listener, the
 hello, the client limit, the line cap and what reaches the request queue."""
 
-import json
 import queue
 import re
 import select
@@ -9,6 +8,8 @@ import socket
 import time
 
 import pytest
+
+from bridge_wire import LineConnection
 
 WAIT = 5.0
 
@@ -21,29 +22,12 @@ def bridge(addon):
     bridge.close_connections()
 
 
-class Connection:
+class Connection(LineConnection):
     def __init__(self, port):
-        self.sock = socket.create_connection(("127.0.0.1", port), timeout=WAIT)
-        self.pending = b""
+        super().__init__(port, WAIT)
 
     def send(self, data):
-        self.sock.sendall(data)
-
-    def send_message(self, message):
-        self.send(json.dumps(message).encode() + b"\n")
-
-    def receive(self):
-        """The next line as JSON, or None when the bridge closed the connection."""
-        while b"\n" not in self.pending:
-            try:
-                chunk = self.sock.recv(65536)
-            except ConnectionResetError:
-                chunk = b""
-            if not chunk:
-                return None
-            self.pending += chunk
-        line, self.pending = self.pending.split(b"\n", 1)
-        return json.loads(line)
+        self.send_raw(data)
 
     def closed_by_bridge(self):
         try:
