@@ -200,6 +200,19 @@ def _user_does():
                 bpy.ops.wm.tool_set_by_id(name='builtin.cursor', space_type='VIEW_3D')
             elif name == 'turn-cube':
                 bpy.data.objects['Cube'].rotation_euler[0] = 2.5
+            elif name.startswith('select-'):
+                chosen = bpy.data.objects[name[len('select-'):]]
+                layer = bpy.context.view_layer
+                for obj in layer.objects:
+                    obj.select_set(obj == chosen, view_layer=layer)
+                layer.objects.active = chosen
+        if name == 'reopen-file-and-turn-cube':
+            # Saved and opened again as File › Open would; every data-block is then new.
+            path = os.path.join(os.environ['HOME'], 'reopened.blend')
+            bpy.ops.wm.save_as_mainfile(filepath=path, copy=True)
+            bpy.ops.wm.open_mainfile(filepath=path)
+            bpy.data.objects['Cube'].rotation_euler[0] = 1.25
+            return 0.1
     return 0.1
 bpy.app.timers.register(_user_does, first_interval=0.1, persistent=True)
 """
@@ -213,6 +226,33 @@ bpy.data.objects['Light'].driver_add('rotation_euler', 0)
 """
 
 TWO_SELECTED_SCENE = SELECT_ONLY.format(names="{'Cube', 'Light'}", active="Cube")
+
+# Objects whose values the phone may see but not change: cameras that have no focal length, a
+# rotation kept as an axis and angle, a light with negative power, and camera data linked from
+# another file.
+ODD_OBJECTS_SCENE = """
+import bpy, os
+scene = bpy.data.scenes[0]
+def add(name, data):
+    obj = bpy.data.objects.new(name, data)
+    scene.collection.objects.link(obj)
+    return obj
+for kind in ('ORTHO', 'PANO'):
+    camera = bpy.data.cameras.new(kind.title())
+    camera.type = kind
+    add(kind.title(), camera)
+add('Spinner', None).rotation_mode = 'AXIS_ANGLE'
+dark = bpy.data.lights.new('Dark', 'POINT')
+dark.energy = -10.0
+add('Dark', dark)
+library = os.path.join(os.environ['HOME'], 'library.blend')
+lens = bpy.data.cameras.new('Borrowed')
+bpy.data.libraries.write(library, {lens})
+bpy.data.cameras.remove(lens)
+with bpy.data.libraries.load(library, link=True) as (source, target):
+    target.cameras = ['Borrowed']
+add('Borrowed', target.cameras[0])
+"""
 
 # Sculpt Mode needs an operator and a window, so it is entered from Blender's first timer tick.
 SCULPT_SCENE = """
@@ -638,6 +678,79 @@ def _is_zombie(pid):
             return stream.read().rsplit(")", 1)[1].split()[0] == "Z"
     except OSError:
         return True
+
+
+@pytest.fixture(scope="class")
+def odd_objects_scene(tmp_path_factory):
+    yield from running_blender(tmp_path_factory, "odd", ODD_OBJECTS_SCENE, USER_IN_BLENDER)
+
+
+class TestOddObjectsAndAReopenedFile:
+    @pytest.fixture
+    def blender(self, odd_objects_scene):
+        yield odd_objects_scene
+        odd_objects_scene.close_connections()
+
+    def user_does(self, blender, change):
+        folder = os.path.join(blender.home, "user-does")
+        os.makedirs(folder, exist_ok=True)
+        open(os.path.join(folder, change), "w").close()
+
+    def state_once(self, blender, connection, change, shows):
+        """The state after a change made in Blender, as the bridge's periodic check finds it."""
+        self.user_does(blender, change)
+        deadline = time.monotonic() + WAIT
+        while True:
+            state = connection.state()
+            if shows(state):
+                return state
+            assert time.monotonic() < deadline, "Blender never showed the change " + change
+            time.sleep(0.05)
+
+    def select(self, blender, connection, name):
+        return self.state_once(blender, connection, "select-" + name, lambda state: state["activeName"] == name)
+
+    @pytest.mark.parametrize(
+        "name, kind, blocked",
+        [
+            ("Ortho", "camera", "orthographic"),
+            ("Pano", "camera", "panoramic"),
+            ("Borrowed", "camera", "linked"),
+            ("Dark", "light", "negative"),
+        ],
+    )
+    def test_a_value_that_cannot_be_set_is_reported_blocked_and_a_write_refused(self, blender, name, kind, blocked):
+        connection = blender.connect()
+        shown = self.select(blender, connection, name)[kind]
+        assert shown["blocked"] == blocked
+        if kind == "camera":
+            message = {"type": "set_value", "property": "lens", "value": 35.0, "object": shown["object"], "data": shown["data"]}
+        else:
+            message = {"type": "set_value", "property": "energy", "value": 100.0, "object": shown["object"], "data": shown["data"], "lightType": "POINT"}
+        reply = connection.call(message)
+        assert (reply["ok"], reply["error"], reply["state"][kind]) == (False, blocked, shown)
+
+    def test_an_axis_and_angle_rotation_is_blocked_on_every_axis(self, blender):
+        connection = blender.connect()
+        rotation = self.select(blender, connection, "Spinner")["rotation"]
+        assert (rotation["rotationMode"], rotation["blocked"]) == ("AXIS_ANGLE", ["axisAngle"] * 3)
+        reply = connection.call(rotation_write(rotation, 2, 0.5))
+        assert (reply["ok"], reply["error"]) == (False, "axisAngle")
+
+    def test_after_a_file_is_opened_pushes_and_writes_go_on_with_the_new_data(self, blender):
+        connection = blender.connect()
+        self.select(blender, connection, "Cube")
+        assert connection.call({"type": "subscribe"})["state"]["activeName"] == "Cube"
+        self.user_does(blender, "reopen-file-and-turn-cube")
+        while True:
+            message = connection.receive()
+            assert message is not None, "the bridge closed the connection when the file was opened"
+            if message["type"] == "context" and message["state"]["rotation"]["radians"][0] == pytest.approx(1.25):
+                break
+        rotation = message["state"]["rotation"]
+        assert rotation["name"] == "Cube"
+        reply = connection.call(rotation_write(rotation, 0, 0.75))
+        assert (reply["ok"], reply["state"]["rotation"]["radians"][0]) == (True, pytest.approx(0.75))
 
 
 @pytest.fixture(scope="class")
