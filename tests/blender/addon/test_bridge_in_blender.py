@@ -206,6 +206,14 @@ def _user_does():
                 for obj in layer.objects:
                     obj.select_set(obj == chosen, view_layer=layer)
                 layer.objects.active = chosen
+            elif name == 'pick-draw-brush':
+                bpy.ops.wm.tool_set_by_id(name='builtin_brush.Draw', space_type='VIEW_3D')
+            elif name == 'lock-brush-size-to-scene':
+                settings = bpy.context.scene.tool_settings
+                for holder in (settings.unified_paint_settings, settings.sculpt.brush):
+                    holder.use_locked_size = 'SCENE'
+            elif name == 'drop-brush':
+                bpy.context.scene.tool_settings.sculpt.brush = None
         if name == 'reopen-file-and-turn-cube':
             # Saved and opened again as File › Open would; every data-block is then new.
             path = os.path.join(os.environ['HOME'], 'reopened.blend')
@@ -265,6 +273,25 @@ def enter_sculpt_mode():
         bpy.ops.object.mode_set(mode='SCULPT')
 bpy.app.timers.register(enter_sculpt_mode, first_interval=0.0)
 """
+
+
+def user_does(blender, change):
+    """Has Blender carry out a change as its user would (see USER_IN_BLENDER)."""
+    folder = os.path.join(blender.home, "user-does")
+    os.makedirs(folder, exist_ok=True)
+    open(os.path.join(folder, change), "w").close()
+
+
+def after_user_does(blender, connection, change, shows):
+    """The state once a change made in Blender shows, as the bridge's periodic check finds it."""
+    user_does(blender, change)
+    deadline = time.monotonic() + WAIT
+    while True:
+        state = connection.state()
+        if shows(state):
+            return state
+        assert time.monotonic() < deadline, "Blender never showed the change " + change
+        time.sleep(0.05)
 
 
 def rotation_write(rotation, axis, radians, **changes):
@@ -452,9 +479,7 @@ class TestDefaultScene:
     def test_a_change_made_in_blender_is_pushed_to_subscribers(self, blender, change, shows):
         connection = blender.connect()
         assert not shows(connection.call({"type": "subscribe"})["state"])
-        folder = os.path.join(blender.home, "user-does")
-        os.makedirs(folder, exist_ok=True)
-        open(os.path.join(folder, change), "w").close()
+        user_does(blender, change)
         while True:
             message = connection.receive()
             assert message is not None and message["type"] == "context"
@@ -691,24 +716,8 @@ class TestOddObjectsAndAReopenedFile:
         yield odd_objects_scene
         odd_objects_scene.close_connections()
 
-    def user_does(self, blender, change):
-        folder = os.path.join(blender.home, "user-does")
-        os.makedirs(folder, exist_ok=True)
-        open(os.path.join(folder, change), "w").close()
-
-    def state_once(self, blender, connection, change, shows):
-        """The state after a change made in Blender, as the bridge's periodic check finds it."""
-        self.user_does(blender, change)
-        deadline = time.monotonic() + WAIT
-        while True:
-            state = connection.state()
-            if shows(state):
-                return state
-            assert time.monotonic() < deadline, "Blender never showed the change " + change
-            time.sleep(0.05)
-
     def select(self, blender, connection, name):
-        return self.state_once(blender, connection, "select-" + name, lambda state: state["activeName"] == name)
+        return after_user_does(blender, connection, "select-" + name, lambda state: state["activeName"] == name)
 
     @pytest.mark.parametrize(
         "name, kind, blocked",
@@ -741,7 +750,7 @@ class TestOddObjectsAndAReopenedFile:
         connection = blender.connect()
         self.select(blender, connection, "Cube")
         assert connection.call({"type": "subscribe"})["state"]["activeName"] == "Cube"
-        self.user_does(blender, "reopen-file-and-turn-cube")
+        user_does(blender, "reopen-file-and-turn-cube")
         while True:
             message = connection.receive()
             assert message is not None, "the bridge closed the connection when the file was opened"
@@ -755,7 +764,7 @@ class TestOddObjectsAndAReopenedFile:
 
 @pytest.fixture(scope="class")
 def sculpt_scene(tmp_path_factory):
-    yield from running_blender(tmp_path_factory, "sculpt", SCULPT_SCENE)
+    yield from running_blender(tmp_path_factory, "sculpt", SCULPT_SCENE, USER_IN_BLENDER)
 
 
 class TestSculptMode:
@@ -765,7 +774,10 @@ class TestSculptMode:
         sculpt_scene.close_connections()
 
     def brush_write(self, connection, kind, value, **changes):
-        sculpt = connection.state()["sculpt"]
+        return connection.call(self.brush_write_message(connection.state()["sculpt"], kind, value, **changes))
+
+    @staticmethod
+    def brush_write_message(sculpt, kind, value, **changes):
         message = {
             "type": "set_value",
             "property": "brush_" + kind,
@@ -776,7 +788,7 @@ class TestSculptMode:
             "owner": sculpt[kind]["owner"],
         }
         message.update(changes)
-        return connection.call(message)
+        return message
 
     def test_the_brush_and_its_settings_are_reported(self, blender):
         state = blender.connect().state()
@@ -821,6 +833,19 @@ class TestSculptMode:
         assert connection.action("tool_move")["state"]["sculpt"]["size"]["blocked"] == "notBrushTool"
         reply = self.brush_write(connection, "size", 42.0)
         assert (reply["ok"], reply["error"]) == (False, "notBrushTool")
+
+    def test_a_size_kept_in_scene_units_and_a_missing_brush_block_writes(self, blender):
+        connection = blender.connect()
+        after_user_does(blender, connection, "pick-draw-brush", lambda state: state["sculpt"]["size"]["blocked"] is None)
+        # Without a brush, the brush the write names is no longer there.
+        for change, kind, value, reason, error in [
+            ("lock-brush-size-to-scene", "size", 60.0, "sceneRadius", "sceneRadius"),
+            ("drop-brush", "strength", 0.5, "noBrush", "stale target"),
+        ]:
+            before = connection.state()["sculpt"]
+            state = after_user_does(blender, connection, change, lambda state: state["sculpt"][kind]["blocked"] == reason)
+            reply = connection.call(self.brush_write_message(before, kind, value))
+            assert (reply["ok"], reply["error"], reply["state"]["sculpt"]) == (False, error, state["sculpt"])
 
     def test_toggle_edit_mode_from_sculpt_mode_returns_to_object_mode(self, blender):
         reply = blender.connect().action("toggle_edit_mode")
