@@ -37,10 +37,16 @@ char** current_environment() {
 std::string system_reason(int error) { return std::strerror(error); }
 
 // Both ends stay out of the child's other descriptors: the dup2 onto 1 and 2 is what it gets.
+// Where the system allows, they are born close-on-exec, so a program another thread starts
+// meanwhile cannot inherit the write end and hold the pipe open.
 bool make_pipe(int (&ends)[2]) {
+#if defined(__APPLE__)
   if (::pipe(ends) != 0) return false;
   for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
   return true;
+#else
+  return ::pipe2(ends, O_CLOEXEC) == 0;
+#endif
 }
 
 // posix_spawn's two objects, destroyed whatever happens.
@@ -81,7 +87,8 @@ void prepare(SpawnSetup& setup, const controls::ProcessRequest& request, int wri
 }
 
 // Ends the child's group in two steps: SIGTERM when the time is up, SIGKILL when the group
-// has not gone within the grace.
+// has not gone within the grace. A pipe still open one grace after SIGKILL is held by a
+// process that left the group, and is no longer waited for.
 class Watchdog {
  public:
   Watchdog(pid_t group, std::optional<Clock::duration> limit, Clock::duration grace)
@@ -95,23 +102,31 @@ class Watchdog {
   }
   bool due() const { return deadline_ && Clock::now() >= *deadline_; }
 
-  void step() {
-    if (!terminated_) {
-      ::kill(-group_, SIGTERM);
-      terminated_ = true;
-      deadline_ = Clock::now() + grace_;
-    } else {
-      ::kill(-group_, SIGKILL);
-      deadline_.reset();
+  // Takes the next step; false once there is nothing left to do but wait for the child itself.
+  bool step() {
+    switch (stage_) {
+      case Stage::running:
+        ::kill(-group_, SIGTERM);
+        stage_ = Stage::terminated;
+        deadline_ = Clock::now() + grace_;
+        return true;
+      case Stage::terminated:
+        ::kill(-group_, SIGKILL);
+        stage_ = Stage::killed;
+        deadline_ = Clock::now() + grace_;
+        return true;
+      case Stage::killed: deadline_.reset(); return false;
     }
+    return false;
   }
-  bool terminated() const { return terminated_; }
+  bool terminated() const { return stage_ != Stage::running; }
 
  private:
+  enum class Stage { running, terminated, killed };
   pid_t group_;
   Clock::duration grace_;
   std::optional<Clock::time_point> deadline_;
-  bool terminated_ = false;
+  Stage stage_ = Stage::running;
 };
 
 // Reads the pipe to its end, keeping the first part, while the watchdog keeps its time.
@@ -124,7 +139,7 @@ std::string drain(int read_end, Watchdog& watchdog) {
     if (ready < 0 && errno == EINTR) continue;
     if (ready < 0) break;
     if (ready == 0) {
-      watchdog.step();
+      if (!watchdog.step()) break;
       continue;
     }
     const ssize_t n = ::read(read_end, buffer, sizeof buffer);
@@ -137,7 +152,7 @@ std::string drain(int read_end, Watchdog& watchdog) {
 }
 
 // The child's exit status once it has gone. A child that closed its output and went on
-// running is still held to the watchdog.
+// running is still held to the watchdog; once SIGKILL is sent, it is simply waited for.
 int collect(pid_t child, Watchdog& watchdog) {
   int status = 0;
   for (;;) {

@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <signal.h>
+
 #include <filesystem>
+#include <fstream>
 
 #include "support/fake_programs.hpp"
 #include "support/temp_root.hpp"
@@ -61,6 +64,27 @@ TEST(PosixProcessLauncher, RunsAScriptToItsEndAndReportsWhatItSaidAndHowItEnded)
     EXPECT_EQ(outcome.output, c.said) << c.name;
     EXPECT_EQ(outcome.timed_out, c.timed_out) << c.name;
   }
+}
+
+// A helper that made itself a session of its own is out of the watchdog's reach and keeps the
+// output open: the launcher must give up on the pipe rather than wait on it for an hour.
+TEST(PosixProcessLauncher, AHelperThatLeftTheGroupDoesNotKeepTheLauncherWaiting) {
+  TempRoot root("launcher");
+  const fs::path helper_pid = root.path() / "helper.pid";
+  write_script(root.path() / "program",
+               "echo started; setsid sh -c 'echo $$ > \"$0\"; exec sleep 3600' '" + helper_pid.string() +
+                   "' & sleep 3600\n");
+  const ProcessOutcome outcome = PosixProcessLauncher(100ms).run_process(
+      {.executable = (root.path() / "program").string(), .arguments = {}, .output = Output::joined, .watchdog = 300ms});
+  EXPECT_TRUE(outcome.timed_out);
+  EXPECT_EQ(outcome.exit_status, 128 + 15);
+  EXPECT_EQ(outcome.output, "started\n");
+
+  pid_t helper = 0;
+  std::ifstream(helper_pid) >> helper;
+  ASSERT_GT(helper, 0);
+  EXPECT_EQ(::kill(helper, 0), 0) << "the helper was meant to outlive the group";
+  ::kill(helper, SIGKILL);
 }
 
 TEST(PosixProcessLauncher, KeepsTheFirstPartOfALongOutputAndDrainsTheRest) {
