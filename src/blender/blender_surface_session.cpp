@@ -128,11 +128,27 @@ double rotation_window_centre(double degrees, std::optional<double> previous) {
   return 360.0 * round_half_away(degrees / 360.0);
 }
 
+namespace {
+
+// One tenfold step of a bound away from the window's middle, through zero when the value lies
+// on the other side of it.
+double widened_up(double maximum, double value) {
+  if (maximum < 0) return value < 0 ? maximum / 10 : 0;
+  return maximum > 0 ? maximum * 10 : 1;
+}
+double widened_down(double minimum, double value) {
+  if (minimum > 0) return value > 0 ? minimum / 10 : 0;
+  return minimum < 0 ? minimum * 10 : -1;
+}
+
+}  // namespace
+
 ValueWindow widen_value_window(ValueWindow usual, double value) {
   if (!std::isfinite(value)) return usual;
-  // Each widening is tenfold, so even Blender's largest values take a handful of steps.
-  for (int step = 0; step < 40 && value > usual.maximum; ++step) usual.maximum *= 10;
-  for (int step = 0; step < 40 && value < usual.minimum && usual.minimum > 0; ++step) usual.minimum /= 10;
+  // Tenfold steps take even Blender's largest values in a few hundred at most; each loop ends
+  // because its bound passes any finite value.
+  while (value > usual.maximum) usual.maximum = widened_up(usual.maximum, value);
+  while (value < usual.minimum) usual.minimum = widened_down(usual.minimum, value);
   return usual;
 }
 
@@ -219,7 +235,7 @@ void BlenderSurfaceSession::continuous(const shelf::ShelfCommand& command) {
         WriteLane& writes = lane(kind);
         if (writes.queued && writes.queued->first == *command.control_id) {
           const auto [id, value] = *std::exchange(writes.queued, std::nullopt);
-          send_write(kind, id, value);
+          write_now(kind, id, value);
         }
       }
       return;
@@ -462,14 +478,23 @@ void BlenderSurfaceSession::write(Lane kind, const std::string& control_id, doub
   const WriteTarget& target = *writes.target;
   value = std::clamp(value, target.window.minimum, target.window.maximum);
   if (target.is_integer) value = round_half_away(value);
+  if (value == 0) value = 0.0;  // a -0 from the phone is written and shown as 0
   if (writes.in_flight) {
     // The latest value waits; an older waiting one is of no more use.
     writes.queued = {control_id, value};
     writes.held = {control_id, value};
     return publish();
   }
+  write_now(kind, control_id, value);
+}
+
+void BlenderSurfaceSession::write_now(Lane kind, const std::string& control_id, double value) {
+  WriteLane& writes = lane(kind);
+  // The target may have changed or become blocked while the value waited.
+  if (!writes.target || writes.target->control_id != control_id || writes.target->blocked) return publish();
+  const WriteTarget& target = *writes.target;
   if (target.stored && same_in_blender(*target.stored, value * target.to_blender)) {
-    writes.held.reset();
+    if (!writes.in_flight) writes.held.reset();
     return publish();
   }
   send_write(kind, control_id, value);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <numbers>
 
 #include "base/network_thread.hpp"
@@ -76,10 +77,21 @@ TEST(BlenderSliderRules, ValueWindowsWidenTenfoldUntilTheValueFits) {
                                          {{1, 300}, 5000, {1, 30000}},
                                          {{1, 300}, 0.5, {0.1, 300}},
                                          {{0, 1000}, 1e6, {0, 1e6}},
-                                         {{0, 1}, -2, {0, 1}},  // nothing below zero to widen to
+                                         // A negative power is shown, blocked, inside its range.
+                                         {{0, 1000}, -50, {-100, 1000}},
+                                         {{0, 1}, -2, {-10, 1}},
+                                         {{1, 300}, 0, {0, 300}},
+                                         {{1, 300}, -3, {-10, 300}},
                                          {{0, 10}, NAN, {0, 10}}}) {
     SCOPED_TRACE(c.value);
     EXPECT_EQ(widen_value_window(c.usual, c.value), c.widened);
+  }
+  // However far out, the value ends up inside.
+  for (const double value : {1e300, -1e300, 1e-300, std::numeric_limits<double>::max()}) {
+    SCOPED_TRACE(value);
+    const ValueWindow widened = widen_value_window({1, 300}, value);
+    EXPECT_LE(widened.minimum, value);
+    EXPECT_GE(widened.maximum, value);
   }
 }
 
@@ -344,6 +356,40 @@ TEST_F(BlenderSurfaceSessionTest, AnUnansweredWriteIsGivenUpOnAndTheDragEndsOnIt
   main_.advance(BlenderBridgeClient::kQuitLookDelay);
   EXPECT_EQ(last().unavailable, "Open Blender to use these controls.");
   EXPECT_FALSE(last().continuous_control);
+}
+
+TEST_F(BlenderSurfaceSessionTest, AWaitingValueIsNotSentOnceItsAxisIsBlockedOrAlreadyHeld) {
+  connected_with(state_with({{"rotation", rotation(0.5)}}));
+  const std::string id = "bl:77/rotation_euler/2";
+  command(ShelfSurfaceCommand::setContinuous, id, 10.0);
+  command(ShelfSurfaceCommand::setContinuous, id, 20.0);
+  ASSERT_TRUE(pump([&] { return writes("set_rotation").size() == 1; }));
+
+  // The user keys the axis in Blender while the first write is out: the waiting one is dropped
+  // when the drag ends, rather than sent to be refused.
+  push(state_with({{"rotation", rotation(0.5, {nullptr, nullptr, "keyframed"})}}));
+  command(ShelfSurfaceCommand::endContinuous, id);
+  bridge_.reply_result(writes("set_rotation")[0], false, "keyframed", state_with({{"rotation", rotation(0.5, {nullptr, nullptr, "keyframed"})}}));
+  settle();
+  EXPECT_EQ(writes("set_rotation").size(), 1u);
+  EXPECT_EQ(control().blocked_reason, "Keyframed");
+
+  // Unblocked, with Blender already at the waiting value: nothing goes either.
+  push(state_with({{"rotation", rotation(0.5)}}));
+  command(ShelfSurfaceCommand::setContinuous, id, 40.0);
+  command(ShelfSurfaceCommand::setContinuous, id, 0.5 * 180 / std::numbers::pi);
+  ASSERT_TRUE(pump([&] { return writes("set_rotation").size() == 2; }));
+  command(ShelfSurfaceCommand::endContinuous, id);
+  settle();
+  EXPECT_EQ(writes("set_rotation").size(), 2u);
+}
+
+TEST_F(BlenderSurfaceSessionTest, MinusZeroFromThePhoneIsWrittenAndShownAsZero) {
+  connected_with(state_with({{"rotation", rotation(0.5)}}));
+  command(ShelfSurfaceCommand::setContinuous, "bl:77/rotation_euler/2", -0.0);
+  ASSERT_TRUE(pump([&] { return writes("set_rotation").size() == 1; }));
+  EXPECT_FALSE(std::signbit(writes("set_rotation")[0]["radians"].get<double>()));
+  EXPECT_FALSE(std::signbit(control().value));
 }
 
 TEST_F(BlenderSurfaceSessionTest, CamerasLightsAndBrushesHaveTheirOwnSlider) {
