@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <deque>
 
 #include <asio/connect.hpp>
 #include <asio/ip/tcp.hpp>
@@ -83,7 +84,7 @@ class BridgeConnection : public std::enable_shared_from_this<BridgeConnection> {
                                                                                           std::size_t) {
       if (self->shut_) return;
       if (error) return self->fail();
-      self->outbox_.erase(self->outbox_.begin());
+      self->outbox_.pop_front();
       if (!self->outbox_.empty()) self->write_next();
     });
   }
@@ -101,10 +102,11 @@ class BridgeConnection : public std::enable_shared_from_this<BridgeConnection> {
   void shut() {
     if (shut_) return;
     shut_ = true;
-    outbox_.clear();
     std::error_code ignored;
     socket_.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
     socket_.close(ignored);
+    // Only once the socket is closed can no write still be reading the lines.
+    outbox_.clear();
   }
 
   base::Executor& main_;
@@ -112,7 +114,8 @@ class BridgeConnection : public std::enable_shared_from_this<BridgeConnection> {
   Events events_;                  // main thread
   bool released_ = false;          // main thread
   bool shut_ = false;              // network context
-  std::vector<std::string> outbox_;  // network context
+  // A deque, because the write in progress points into its front line while more are added.
+  std::deque<std::string> outbox_;  // network context
   std::array<char, 65536> chunk_{};  // network context
 };
 
@@ -165,6 +168,10 @@ void BlenderBridgeClient::stop() {
   timer_.reset();
   launches_.reset();
   disconnect();
+  // A stopped client knows nothing of Blender; started again, it begins where a new one does
+  // rather than showing a connection that is gone.
+  status_ = Status::blenderClosed;
+  context_.reset();
   notify();
 }
 

@@ -255,6 +255,7 @@ TEST_F(BlenderBridgeClientTest, AnotherBlenderInPlaceOfTheConnectedOneIsConnecte
   client_->stop();
   ASSERT_TRUE(pump([&] { return bridge_.client_gone(); }));
   EXPECT_FALSE(client_->is_active());
+  EXPECT_EQ(client_->status(), Status::blenderClosed) << "a stopped client still showed its connection";
   main_.advance(BlenderBridgeClient::kRefreshInterval * 3);
   settle();
   EXPECT_EQ(bridge_.accepted(), 2);
