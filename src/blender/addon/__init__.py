@@ -310,6 +310,8 @@ class _Client:
         self.authed = False
         self.subscribed = False
         self.alive = True
+        # The state this client was last sent, in a reply or a push; it is never pushed again.
+        self.known_state = None
 
     def send(self, message):
         data = _encode(message)
@@ -455,6 +457,14 @@ def _action_fcurves(action, slot):
     return list(action.fcurves)
 
 
+def _strip_actions(strips):
+    """(action, slot) of each NLA strip, including those a meta strip holds."""
+    for strip in strips:
+        if strip.action is not None:
+            yield strip.action, getattr(strip, "action_slot", None)
+        yield from _strip_actions(strip.strips)
+
+
 def _animation_reason(block, data_path, index=None):
     """"driven" or "keyframed" when `data_path` (element `index`) of `block` is animated.
 
@@ -473,8 +483,7 @@ def _animation_reason(block, data_path, index=None):
             return "driven"
         sources = [(animation.action, getattr(animation, "action_slot", None))]
         for track in animation.nla_tracks:
-            for strip in track.strips:
-                sources.append((strip.action, getattr(strip, "action_slot", None)))
+            sources.extend(_strip_actions(track.strips))
         for action, slot in sources:
             if any(matches(curve) for curve in _action_fcurves(action, slot)):
                 return "keyframed"
@@ -1020,8 +1029,14 @@ class _Bridge:
 
     def _broadcast(self, state, skip=None):
         for client in self._clients():
-            if client.subscribed and client.alive and client is not skip:
+            if client.subscribed and client.alive and client is not skip and client.known_state != state:
+                client.known_state = state
                 client.send({"type": "context", "state": state})
+
+    @staticmethod
+    def _send_state(client, message):
+        client.known_state = message["state"]
+        client.send(message)
 
     def _publish(self, state, now, skip=None):
         """Pushes `state` when it changed, holding back a value-only change that comes too soon
@@ -1089,9 +1104,9 @@ class _Bridge:
         try:
             if kind == "subscribe":
                 client.subscribed = True
-                client.send({"type": "state", "id": request_id, "state": self.read_state()})
+                self._send_state(client, {"type": "state", "id": request_id, "state": self.read_state()})
             elif kind == "state":
-                client.send({"type": "state", "id": request_id, "state": self.read_state()})
+                self._send_state(client, {"type": "state", "id": request_id, "state": self.read_state()})
             elif kind == "action":
                 name = message.get("name")
                 if not isinstance(name, str) or name not in _ACTIONS:
@@ -1123,7 +1138,7 @@ class _Bridge:
         second, ending on the last value; the baseline moves only when they are sent it.
         """
         state = self.read_state()
-        client.send({"type": "result", "id": request_id, "ok": error is None, "error": error, "state": state})
+        self._send_state(client, {"type": "result", "id": request_id, "ok": error is None, "error": error, "state": state})
         self._publish(state, time.monotonic(), skip=client)
 
     def _run_action(self, name):

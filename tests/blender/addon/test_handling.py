@@ -300,7 +300,8 @@ def test_writes_streamed_by_one_client_reach_the_others_coalesced_and_ending_on_
             harness.bridge.requests.put((writer, message))
 
     run(harness, 2.0, writer_sends)
-    replies = [message for message in writer_peer.messages() if message["type"] == "result"]
+    to_writer = writer_peer.messages()
+    replies = [message for message in to_writer if message["type"] == "result"]
     streamed = pushes(observer_peer.messages())
     # Every write is answered with its own value; the others see about 15 a second.
     assert [reply["state"]["rotation"]["radians"][0] for reply in replies] == sent[: len(replies)]
@@ -310,3 +311,8 @@ def test_writes_streamed_by_one_client_reach_the_others_coalesced_and_ending_on_
     run(harness, 0.2)
     final = pushes(observer_peer.messages())
     assert final and final[-1]["rotation"]["radians"][0] == sent[-1]
+    # The writer is never pushed a state that its own reply already gave it.
+    known = None
+    for message in to_writer + writer_peer.messages():
+        assert message["type"] != "context" or message["state"] != known
+        known = message["state"]
