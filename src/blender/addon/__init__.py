@@ -834,6 +834,7 @@ class _Bridge:
 
     def __init__(self):
         self.server = None
+        self.accept_thread = None
         self.token = ""
         self.requests = queue.Queue(_QUEUE_LIMIT)
         self.clients = []
@@ -885,7 +886,8 @@ class _Bridge:
             raise
         self.server = server
         self.running = True
-        threading.Thread(target=self._accept_loop, name="KolvoBridgeAccept", daemon=True).start()
+        self.accept_thread = threading.Thread(target=self._accept_loop, name="KolvoBridgeAccept", daemon=True)
+        self.accept_thread.start()
 
     def info(self, blender_version):
         """The contents of the connection-info file."""
@@ -902,9 +904,18 @@ class _Bridge:
         """Stops accepting and drops every client."""
         self.running = False
         if self.server is not None:
+            # A socket closed while another thread waits in accept stays open until that wait
+            # ends; shutting it down first stops it listening at once where the system allows.
+            with contextlib.suppress(OSError):
+                self.server.shutdown(socket.SHUT_RDWR)
             with contextlib.suppress(OSError):
                 self.server.close()
             self.server = None
+        if self.accept_thread is not None and self.accept_thread is not threading.current_thread():
+            # Whatever the system, the port is free once the accept thread has gone; its wait is
+            # at most half a second.
+            self.accept_thread.join(timeout=2.0)
+            self.accept_thread = None
         with self.clients_lock:
             clients, self.clients = self.clients, []
         for client in clients:
