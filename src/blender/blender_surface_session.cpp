@@ -497,14 +497,8 @@ void BlenderSurfaceSession::write_now(Lane kind, const std::string& control_id, 
     if (!writes.in_flight) writes.held.reset();
     return publish();
   }
-  send_write(kind, control_id, value);
-}
-
-bool BlenderSurfaceSession::send_write(Lane kind, const std::string& control_id, double value) {
-  WriteLane& writes = lane(kind);
-  if (!writes.target || writes.target->control_id != control_id) return false;
-  nlohmann::ordered_json request = writes.target->request;
-  request[writes.target->value_key] = value * writes.target->to_blender;
+  nlohmann::ordered_json request = target.request;
+  request[target.value_key] = value * target.to_blender;
   std::weak_ptr<bool> alive = alive_;
   const std::uint64_t sequence = ++writes.sequence;
   const bool sent = client_.send(std::move(request), [this, alive, kind, sequence](bool, std::optional<std::string>) {
@@ -513,15 +507,13 @@ bool BlenderSurfaceSession::send_write(Lane kind, const std::string& control_id,
   });
   if (!sent) {
     writes.reset();
-    publish();
-    return false;
+    return publish();
   }
   writes.in_flight = true;
   writes.held = {control_id, value};
   // An answer that never comes must not stop the slider for good.
   writes.timeout.start(kWriteTimeout, [this, kind, sequence] { finish_write(kind, sequence); });
   publish();
-  return true;
 }
 
 void BlenderSurfaceSession::finish_write(Lane kind, std::uint64_t sequence) {

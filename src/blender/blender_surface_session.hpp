@@ -104,7 +104,6 @@ class BlenderSurfaceSession final : public shelf::ShelfSurfaceSession, public sh
   std::optional<CreativeContinuousControl> value_control(const BlenderContext& context);
   void write(Lane kind, const std::string& control_id, double value);
   void write_now(Lane kind, const std::string& control_id, double value);
-  bool send_write(Lane kind, const std::string& control_id, double value);
   void finish_write(Lane kind, std::uint64_t sequence);
   double shown(const WriteLane& lane, const std::string& control_id, double stored_value) const;
 

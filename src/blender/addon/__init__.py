@@ -748,15 +748,20 @@ def _write_rotation(context, view, request):
     return None
 
 
-def _write_lens(context, view, message, value):
+def _written_object(context, message, object_type):
+    """The one selected object when it is still the `object_type` object, with the data, that
+    the write names; None when the selection has moved on since the phone saw it."""
     obj = _single_selected(context)
-    if (
-        obj is None
-        or obj.type != "CAMERA"
-        or obj.data is None
-        or _identity(obj) != message.get("object")
-        or _identity(obj.data) != message.get("data")
-    ):
+    if obj is None or obj.type != object_type or obj.data is None:
+        return None
+    if _identity(obj) != message.get("object") or _identity(obj.data) != message.get("data"):
+        return None
+    return obj
+
+
+def _write_lens(context, view, message, value):
+    obj = _written_object(context, message, "CAMERA")
+    if obj is None:
         return "stale target"
     camera = obj.data
     reason = _camera_blocked(obj, camera)
@@ -770,15 +775,8 @@ def _write_lens(context, view, message, value):
 
 
 def _write_energy(context, view, message, value):
-    obj = _single_selected(context)
-    if (
-        obj is None
-        or obj.type != "LIGHT"
-        or obj.data is None
-        or _identity(obj) != message.get("object")
-        or _identity(obj.data) != message.get("data")
-        or obj.data.type != message.get("lightType")
-    ):
+    obj = _written_object(context, message, "LIGHT")
+    if obj is None or obj.data.type != message.get("lightType"):
         return "stale target"
     light = obj.data
     reason = _light_blocked(obj, light)

@@ -34,3 +34,13 @@ class LineConnection:
         """The next line as JSON, or None once the bridge has closed the connection."""
         line = self.receive_line()
         return None if line is None else json.loads(line)
+
+    def closed_by_bridge(self):
+        """Whether the bridge has closed its end (waiting for that, within the timeout)."""
+        try:
+            return self.sock.recv(1) == b""
+        except ConnectionResetError:
+            return True
+
+    def close(self):
+        self.sock.close()

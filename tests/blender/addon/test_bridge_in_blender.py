@@ -144,15 +144,6 @@ class Connection(LineConnection):
         assert reply["type"] == "result"
         return reply
 
-    def closed_by_bridge(self):
-        try:
-            return self.sock.recv(1) == b""
-        except ConnectionResetError:
-            return True
-
-    def close(self):
-        self.sock.close()
-
 
 def running_blender(tmp_path_factory, name, *setup):
     run = BlenderRun(tmp_path_factory.mktemp(name), setup)

@@ -29,15 +29,6 @@ class Connection(LineConnection):
     def send(self, data):
         self.send_raw(data)
 
-    def closed_by_bridge(self):
-        try:
-            return self.sock.recv(1) == b""
-        except ConnectionResetError:
-            return True
-
-    def close(self):
-        self.sock.close()
-
 
 @pytest.fixture
 def connect(bridge):
